@@ -1,0 +1,45 @@
+# One interface target carries the warnings and definitions that every target of ours is built with.
+add_library(ss_build_options INTERFACE)
+target_compile_options(ss_build_options INTERFACE
+    -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+    -fno-omit-frame-pointer)
+target_compile_definitions(ss_build_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_FOREACH QT_NO_KEYWORDS
+    QT_NO_CAST_FROM_BYTEARRAY QT_DISABLE_DEPRECATED_BEFORE=0x060400)
+target_include_directories(ss_build_options INTERFACE "${CMAKE_SOURCE_DIR}")
+if(SS_SANITIZE)
+    target_compile_options(ss_build_options INTERFACE -fsanitize=${SS_SANITIZE} -fno-sanitize-recover=all)
+    target_link_options(ss_build_options INTERFACE -fsanitize=${SS_SANITIZE})
+else()
+    target_compile_definitions(ss_build_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+    target_link_options(ss_build_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
+endif()
+
+# ss_library(NAME sources… LINKS targets…): a static library of one folder.
+function(ss_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(${name} PUBLIC ss_build_options ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
+endfunction()
+
+# ss_unit_test(NAME source… LINKS targets…): one Qt Test program, registered with CTest under its name.
+function(ss_unit_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 60)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ss_build_options Qt6::Test ${ARG_LINKS})
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS unit
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8")
+endfunction()
+
+# ss_fuzzer(NAME source LINKS targets…): one libFuzzer program with its corpus in corpus/NAME beside it.
+function(ss_fuzzer name source)
+    cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE ss_build_options ${ARG_LINKS})
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+endfunction()

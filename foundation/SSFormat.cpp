@@ -1,0 +1,198 @@
+#include "foundation/SSFormat.h"
+
+#include <QDateTime>
+
+namespace {
+
+QString quoted(const QString &text)
+{
+    bool plain = !text.isEmpty();
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        plain = plain && ((u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') ||
+                          (u >= u'0' && u <= u'9') || u == u'_');
+    }
+    if (plain)
+        return text;
+    QString result = QStringLiteral("\"");
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        switch (u) {
+        case u'"':
+            result += QLatin1String("\\\"");
+            break;
+        case u'\\':
+            result += QLatin1String("\\\\");
+            break;
+        case u'\n':
+            result += QLatin1String("\\n");
+            break;
+        case u'\r':
+            result += QLatin1String("\\r");
+            break;
+        case u'\t':
+            result += QLatin1String("\\t");
+            break;
+        default:
+            if (u < 0x20 || u > 0x7e)
+                result += QStringLiteral("\\U%1").arg(u, 4, 16, QLatin1Char('0'));
+            else
+                result += c;
+        }
+    }
+    return result + QLatin1Char('"');
+}
+
+QString scalar(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+    case QMetaType::QByteArray:
+        return QLatin1Char('<') + QString::fromLatin1(value.toByteArray().toHex()) +
+               QLatin1Char('>');
+    case QMetaType::QDateTime:
+        return value.toDateTime().toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
+               QStringLiteral(" +0000");
+    case QMetaType::Double:
+        return QString::number(value.toDouble(), 'g', 17);
+    default:
+        return value.toString();
+    }
+}
+
+QString printed(const QVariant &value, int level);
+
+QString printedEntry(const QVariant &value, int level)
+{
+    const int type = value.typeId();
+    if (type == QMetaType::QVariantList || type == QMetaType::QStringList ||
+        type == QMetaType::QVariantMap) {
+        return printed(value, level);
+    }
+    return quoted(scalar(value));
+}
+
+QString printed(const QVariant &value, int level)
+{
+    const QString outer(level * 4, QLatin1Char(' '));
+    const QString inner((level + 1) * 4, QLatin1Char(' '));
+    if (value.typeId() == QMetaType::QVariantMap) {
+        const QVariantMap map = value.toMap();
+        QString result = QStringLiteral("{\n");
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            result += inner + quoted(it.key()) + QLatin1String(" = ") +
+                      printedEntry(it.value(), level + 1) + QLatin1String(";\n");
+        }
+        return result + outer + QLatin1Char('}');
+    }
+    const QVariantList list = value.toList();
+    QString result = QStringLiteral("(\n");
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        result += inner + printedEntry(list.at(i), level + 1) +
+                  QLatin1String(i + 1 < list.size() ? ",\n" : "\n");
+    }
+    return result + outer + QLatin1Char(')');
+}
+
+} // namespace
+
+QString SSFormatArgument::description() const
+{
+    switch (m_kind) {
+    case Kind::Null:
+        return SSFormat::nullText();
+    case Kind::String:
+        return *static_cast<const QString *>(m_pointer);
+    case Kind::List:
+        return SSFormat::description(*static_cast<const QStringList *>(m_pointer));
+    case Kind::Variant:
+        return SSFormat::description(*static_cast<const QVariant *>(m_pointer));
+    case Kind::Text:
+        return QString::fromUtf8(static_cast<const char *>(m_pointer));
+    case Kind::Signed:
+        return QString::number(m_signed);
+    case Kind::Unsigned:
+        return QString::number(m_unsigned);
+    }
+    return {};
+}
+
+QString SSFormatArgument::number(bool asSigned) const
+{
+    if (m_kind == Kind::Signed)
+        return asSigned ? QString::number(m_signed)
+                        : QString::number(static_cast<quint64>(m_signed));
+    return description();
+}
+
+QString SSFormat::nullText()
+{
+    return QStringLiteral("(null)");
+}
+
+QString SSFormat::fill(std::string_view format, std::span<const SSFormatArgument> arguments)
+{
+    QString result;
+    result.reserve(static_cast<qsizetype>(format.size()) + 64);
+    std::size_t next = 0;
+    std::size_t plainStart = 0;
+    const auto flush = [&](std::size_t end) {
+        result +=
+            QString::fromUtf8(format.data() + plainStart, static_cast<qsizetype>(end - plainStart));
+    };
+    for (std::size_t i = 0; i + 1 < format.size();) {
+        if (format[i] != '%') {
+            ++i;
+            continue;
+        }
+        std::size_t length = 2;
+        if (format[i + 1] == 'l' && i + 2 < format.size())
+            length = 3;
+        const char conversion = format[i + length - 1];
+        const bool known = conversion == '@' || conversion == 's' || conversion == 'd' ||
+                           conversion == 'u' || conversion == '%';
+        if (!known || (conversion != '%' && next >= arguments.size())) {
+            i += length;
+            continue;
+        }
+        flush(i);
+        if (conversion == '%')
+            result += QLatin1Char('%');
+        else if (conversion == '@' || conversion == 's')
+            result += arguments[next++].description();
+        else
+            result += arguments[next++].number(conversion == 'd');
+        i += length;
+        plainStart = i;
+    }
+    flush(format.size());
+    return result;
+}
+
+QString SSFormat::description(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::UnknownType:
+        return nullText();
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+    case QMetaType::QVariantMap:
+        return printed(value, 0);
+    default:
+        return scalar(value);
+    }
+}
+
+QString SSFormat::description(const QStringList &list)
+{
+    return printed(QVariant(list), 0);
+}
+
+QVariant SSFormat::dictionary(const QMap<QString, QString> &map)
+{
+    QVariantMap result;
+    for (auto it = map.cbegin(); it != map.cend(); ++it)
+        result.insert(it.key(), it.value());
+    return result;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+/// What the computer says of itself.
+class SystemInformation
+{
+public:
+    virtual ~SystemInformation() = default;
+
+    /// For people: the system's name and version, and its kernel's.
+    [[nodiscard]] virtual QString operatingSystemVersionString() = 0;
+
+    /// The identifier of the running application; an administrator's tool has another one than the
+    /// agent.
+    [[nodiscard]] virtual QString bundleIdentifier() = 0;
+};

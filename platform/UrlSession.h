@@ -1,0 +1,90 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QVariant>
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+struct UrlError
+{
+    enum class Code {
+        Cancelled,
+        BadUrl,
+        HostNotFound,
+        CannotConnect,
+        TimedOut,     ///< 60 s passed without progress
+        TlsUntrusted, ///< the server's certificate or protocol was refused
+        ProxyFailed,
+        TooLarge,       ///< the body passed the limit of the session
+        ConnectionLost, ///< the connection broke, a truncated body included
+        Other,
+    };
+    Code code = Code::Other;
+    QString localizedDescription;
+};
+
+/// A proxy dictionary keeps its entries in their order.
+using UrlProxyDictionary = QList<std::pair<QString, QVariant>>;
+
+struct UrlSessionConfiguration
+{
+    /// No cookies, cache or credentials outlive the session.
+    bool ephemeral = false;
+    /// Absent: the system's proxy settings apply.
+    std::optional<UrlProxyDictionary> connectionProxyDictionary;
+};
+
+enum class UrlSessionTaskState { Running, Canceling, Completed };
+
+/// One GET of a session.
+class UrlSessionTask
+{
+public:
+    virtual ~UrlSessionTask() = default;
+    virtual void resume() = 0;
+    /// Ends the transfer; the delegate still hears didCompleteWithError. Any thread, at any moment.
+    virtual void cancel() = 0;
+    /// Any thread. Completed is set before the delegate hears didCompleteWithError.
+    [[nodiscard]] virtual UrlSessionTaskState state() const = 0;
+};
+
+enum class UrlResponseDisposition { Cancel, Allow };
+
+/// Hears about one session's transfer. All calls come one after the other on the session's own
+/// background thread.
+class UrlSessionDelegate
+{
+public:
+    virtual ~UrlSessionDelegate() = default;
+    /// `statusText` is the platform's text for the status code, as "not found".
+    [[nodiscard]] virtual UrlResponseDisposition didReceiveResponse(int statusCode,
+                                                                    const QString &statusText) = 0;
+    virtual void didReceiveData(const QByteArray &chunk) = 0;
+    /// Exactly once for a resumed task, the last call of all.
+    virtual void didCompleteWithError(const std::optional<UrlError> &error) = 0;
+};
+
+/// A session of one delegate. The delegate is held weakly: one that has gone hears nothing.
+class UrlSession
+{
+public:
+    virtual ~UrlSession() = default;
+    /// The text is parsed as a URL; only http and https are fetched. Redirects are followed, from
+    /// https to https only. The task is not started.
+    [[nodiscard]] virtual std::shared_ptr<UrlSessionTask> dataTaskWithUrl(const QString &url) = 0;
+    /// Cancels what runs; its delegate calls still come. Does not wait. Any thread.
+    virtual void invalidateAndCancel() = 0;
+};
+
+class UrlSessionFactory
+{
+public:
+    virtual ~UrlSessionFactory() = default;
+    [[nodiscard]] virtual std::shared_ptr<UrlSession>
+    sessionWithConfiguration(const UrlSessionConfiguration &configuration,
+                             std::weak_ptr<UrlSessionDelegate> delegate) = 0;
+};

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "platform/SystemInformation.h"
+
+class LinuxSystemInformation final : public SystemInformation
+{
+public:
+    explicit LinuxSystemInformation(QString bundleIdentifier);
+    [[nodiscard]] QString operatingSystemVersionString() override;
+    [[nodiscard]] QString bundleIdentifier() override;
+
+private:
+    QString m_bundleIdentifier;
+};

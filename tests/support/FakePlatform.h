@@ -1,0 +1,52 @@
+#pragma once
+
+#include "foundation/SSLogger.h"
+#include "platform/Directory.h"
+#include "platform/Platform.h"
+#include "platform/UrlSession.h"
+#include "tests/support/FakeRunLoop.h"
+#include "tests/support/Fakes.h"
+
+#include <memory>
+
+/// A whole platform of fakes, installed while it lives, with the log at the verbose level. The
+/// directory and the URL sessions are null until a test sets its own.
+class FakePlatform
+{
+public:
+    FakePlatform()
+    {
+        platform.clock = runLoop;
+        platform.runLoop = runLoop;
+        platform.logFile = log;
+        platform.system = system;
+        platform.defaults = defaults;
+        platform.cryptography = cryptography;
+        platform.identity = identity;
+        platform.application = application;
+        platform.notificationCenter = notificationCenter;
+        platform.statusBar = statusBar;
+        platform.alerts = alerts;
+        platform.workspace = workspace;
+        Platform::install(&platform);
+        if (const auto logger = SSLogger::sharedInstance())
+            logger->setLogLevel(2);
+    }
+    ~FakePlatform() { Platform::install(nullptr); }
+    FakePlatform(const FakePlatform &) = delete;
+    FakePlatform &operator=(const FakePlatform &) = delete;
+
+    std::shared_ptr<FakeRunLoop> runLoop = std::make_shared<FakeRunLoop>();
+    std::shared_ptr<RecordingLogFile> log = std::make_shared<RecordingLogFile>();
+    std::shared_ptr<FakeSystemInformation> system = std::make_shared<FakeSystemInformation>();
+    std::shared_ptr<FakeUserDefaults> defaults = std::make_shared<FakeUserDefaults>();
+    std::shared_ptr<FakeCryptography> cryptography = std::make_shared<FakeCryptography>();
+    std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
+    std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();
+    std::shared_ptr<FakeNotificationCenter> notificationCenter =
+        std::make_shared<FakeNotificationCenter>();
+    std::shared_ptr<FakeStatusBar> statusBar = std::make_shared<FakeStatusBar>();
+    std::shared_ptr<FakeAlerts> alerts = std::make_shared<FakeAlerts>();
+    std::shared_ptr<FakeWorkspace> workspace = std::make_shared<FakeWorkspace>();
+    Platform platform;
+};
