@@ -1,0 +1,109 @@
+#pragma once
+
+#include "app/SSReminderFlow.h"
+#include "platform/StatusBar.h"
+#include "platform/UserNotificationCenter.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+class SSEnrollUserInfo;
+class SSTraySettings;
+class SSUserInfo;
+
+/// The heart of the tray process: loads the settings, asks whether the user must enroll, reminds
+/// him by a notification and a status-bar item, and ends the application when nothing is left to do
+/// and nothing of it is visible. Main thread only, but for the two query callbacks and
+/// didActivateNotification, which hand over to it.
+class SSEnroll : public QObject,
+                 public UserNotificationCenterDelegate,
+                 public std::enable_shared_from_this<SSEnroll>
+{
+    Q_OBJECT
+public:
+    /// Creates the controller and starts it: with the notification whose click launched the process,
+    /// or none in the tray process. Never null.
+    [[nodiscard]] static std::shared_ptr<SSEnroll>
+    initWithNotification(const std::optional<UserNotification> &notification);
+    ~SSEnroll() override;
+
+    /// Orderly stop: timers, status item, notifications and query.
+    void terminate();
+    /// Ends the application when nothing is left to do; whether it has.
+    bool checkTerminateApplication();
+    void terminateApplication();
+
+    void updateEnrollStage(quint64 stage);
+    [[nodiscard]] quint64 stageEnroll() const { return m_enrollFlow.stage(); }
+    [[nodiscard]] bool needProcessEnroll() const { return m_enrollFlow.needProcess(); }
+    [[nodiscard]] qint32 tryCount() const { return m_tryCount; }
+
+    // Notifications and the status-bar item.
+    bool showEnrollNotification();
+    void removeEnrollNotification();
+    void removeNotificationWithIdentifier(const std::optional<QString> &identifier);
+    void removeAllNotificationsSync();
+    void removeAllNotificationsAsync();
+    void showMenuBarExtras();
+    void removeMenuBarExtras();
+    [[nodiscard]] std::optional<Menu> enrollPopupMenu();
+    void menuExtraClicked(StatusItemEvent event);
+    void buttonEnrollClicked();
+    void buttonExitClicked();
+    void invokeEnroll();
+    void showWebBrowser();
+    void processUserNotification(const UserNotification &notification);
+
+    void didActivateNotification(const UserNotification &notification) override;
+    [[nodiscard]] bool shouldPresentNotification(const UserNotification &notification) override;
+
+    Q_INVOKABLE void onUserEnrollmentInitialInfo(QObject *query);
+    Q_INVOKABLE void onUserEnrollmentInfo(QObject *query);
+
+private:
+    template<typename T, typename... Arguments>
+    friend std::shared_ptr<T> makeSharedObject(Arguments &&...arguments);
+    explicit SSEnroll(const std::optional<UserNotification> &notification);
+
+    void processNotification();
+    void preprocessEnrollNotification();
+    [[nodiscard]] bool loadSettings();
+    void loadSettingsAndProcessNotification();
+
+    void startLoadSettingsTimer();
+    void stopLoadSettingsTimer();
+    void onLoadSettingsTimer(const RunLoopTimer *timer);
+    bool startEnrollInitialTimer();
+    bool startEnrollTimer();
+    void stopEnrollTimer();
+    void onEnrollInitialTimer(const RunLoopTimer *timer);
+    void onEnrollTimer(const RunLoopTimer *timer);
+    bool startWatchDogTimer();
+    void stopWatchdogTimer();
+    void onWatchdogTimer(const RunLoopTimer *timer);
+
+    void startQuery(const char *action);
+    void onUserEnrollmentInitialInfoImpl();
+    void onUserEnrollmentInfoImpl();
+    void handOverQuery(QObject *query, void (SSEnroll::*handler)());
+    [[nodiscard]] RunLoop::TimerHandler handler(void (SSEnroll::*handler)(const RunLoopTimer *));
+
+    qint32 m_tryCount = 0;
+    SSReminderFlow m_enrollFlow;
+    std::unique_ptr<SSUserInfo> m_userInfo;
+    std::unique_ptr<SSTraySettings> m_settingsEnroll;
+    std::unique_ptr<StatusItem> m_statusItem;
+    std::shared_ptr<SSEnrollUserInfo> m_userEnrolmentInfo;
+    std::optional<UserNotification> m_notification;
+    std::shared_ptr<RunLoopTimer> m_watchdogTimer;
+    std::shared_ptr<RunLoopTimer> m_loadSettingsTimer;
+};
+
+/// Adds an item and returns true, or adds nothing for an empty title and returns false.
+namespace SSHelper {
+bool addItemWithTitleEx(Menu &menu, const std::optional<QString> &title,
+                        std::function<void()> action, const QString &keyEquivalent);
+} // namespace SSHelper

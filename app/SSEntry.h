@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QByteArrayView>
+
+#include <span>
+
+/// The program's entry, apart from the making of its platform.
+namespace SSEntry {
+
+/// Whether an argument after the program's name is "--enrollMenuExtra" in any letter case.
+/// Arguments that are not UTF-8 are passed over.
+[[nodiscard]] int testEnrollMenuExtra(std::span<const char *const> arguments);
+
+/// Creates the delegate, runs the application's main event loop and returns when it has ended.
+void startEnrollMenuExtra(bool showExtras);
+
+/// What main does once a platform is installed; the exit status.
+[[nodiscard]] int run(std::span<const char *const> arguments);
+
+} // namespace SSEntry
