@@ -36,10 +36,10 @@ SSEnroll::SSEnroll(const std::optional<UserNotification> &notification)
     : m_enrollFlow({[this] { return startEnrollInitialTimer(); },
                     [this] { return startEnrollTimer(); }, [this] { checkTerminateApplication(); },
                     [](quint64 stage) {
-                        SSLog(1, SSMessageType::Error,
-                              "Something wrong with enrollment stage: %lu", stage);
-                    }}),
-      m_notification(notification)
+                        SSLog(1, SSMessageType::Error, "Something wrong with enrollment stage: %lu",
+                              stage);
+                    }})
+    , m_notification(notification)
 {
 }
 
@@ -78,7 +78,7 @@ bool SSEnroll::loadSettings()
     auto settings = std::make_unique<SSTraySettings>();
     settings->loadFromConnectionPointKeywords(keywords.get());
     m_settingsEnroll = std::move(settings);
-    m_userInfo = SSUserInfo::initWithName(Platform::current().identity->userName());
+    m_userInfo = std::make_unique<SSUserInfo>(Platform::current().identity->userName());
     return true;
 }
 
@@ -271,8 +271,8 @@ bool SSEnroll::checkTerminateApplication()
 {
     const SSFunctionLog scope("-[SSEnroll checkTerminateApplication]");
     UserNotificationCenter &center = *Platform::current().notificationCenter;
-    if (needProcessEnroll() || m_statusItem || !center.deliveredNotifications().isEmpty()
-        || !center.scheduledNotifications().isEmpty()) {
+    if (needProcessEnroll() || m_statusItem || !center.deliveredNotifications().isEmpty() ||
+        !center.scheduledNotifications().isEmpty()) {
         return false;
     }
     terminateApplication();

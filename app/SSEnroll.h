@@ -24,8 +24,8 @@ class SSEnroll : public QObject,
 {
     Q_OBJECT
 public:
-    /// Creates the controller and starts it: with the notification whose click launched the process,
-    /// or none in the tray process. Never null.
+    /// Creates the controller and starts it: with the notification whose click launched the
+    /// process, or none in the tray process. Never null.
     [[nodiscard]] static std::shared_ptr<SSEnroll>
     initWithNotification(const std::optional<UserNotification> &notification);
     ~SSEnroll() override;

@@ -27,9 +27,10 @@ QString normalisedKey(const QString &key)
 
 } // namespace
 
-std::shared_ptr<SSEnrollUserInfo>
-SSEnrollUserInfo::initWithSettings(const SSTraySettings &settings, const SSUserInfo &userInfo,
-                                   std::weak_ptr<QObject> target, QByteArray action)
+std::shared_ptr<SSEnrollUserInfo> SSEnrollUserInfo::initWithSettings(const SSTraySettings &settings,
+                                                                     const SSUserInfo &userInfo,
+                                                                     std::weak_ptr<QObject> target,
+                                                                     QByteArray action)
 {
     auto query = makeSharedObject<SSEnrollUserInfo>();
     query->m_url = SSUtils::clientInfoUrlWithBaseUrlString(
@@ -133,7 +134,8 @@ void SSEnrollUserInfo::performAction()
 {
     switch (m_targetAction.perform(this)) {
     case SSTargetAction::Outcome::Called:
-    case SSTargetAction::Outcome::NothingSet: break;
+    case SSTargetAction::Outcome::NothingSet:
+        break;
     case SSTargetAction::Outcome::TargetMissing:
         SSLog(1, SSMessageType::Error, "SSEnrollUserInfo target is not assigned.");
         break;

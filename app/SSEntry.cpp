@@ -29,8 +29,7 @@ int SSEntry::testEnrollMenuExtra(std::span<const char *const> arguments)
     for (const char *argument : arguments.subspan(1)) {
         QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
         const QString text = decoder(QByteArrayView(argument));
-        if (!decoder.hasError()
-            && text.compare(enrollMenuExtraSwitch, Qt::CaseInsensitive) == 0) {
+        if (!decoder.hasError() && text.compare(enrollMenuExtraSwitch, Qt::CaseInsensitive) == 0) {
             return 1;
         }
     }
@@ -53,8 +52,7 @@ int SSEntry::run(std::span<const char *const> arguments)
 {
     if (const auto logger = SSLogger::sharedInstance())
         logger->setLogLevel(SSDefaults::defaults()->getLogLevel());
-    const QString asterisks =
-        SSHelper::stringWithRepeatString(QStringLiteral("*"), 30).value_or(QString());
+    const QString asterisks = SSHelper::stringWithRepeatString(QStringLiteral("*"), 30);
     SSLog(2, SSMessageType::Info, "%@ Enroll %@", asterisks, asterisks);
     SSLog(1, SSMessageType::Info, "macOS %@",
           Platform::current().system->operatingSystemVersionString());

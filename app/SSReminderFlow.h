@@ -35,11 +35,11 @@ public:
     /// Ends the flow without telling anybody.
     void abandon();
 
-    /// Arms the 10-second timer when the flow is at its first stage and the timer is wanted. The old
-    /// timer is stopped in any case.
+    /// Arms the 10-second timer when the flow is at its first stage and the timer is wanted. The
+    /// old timer is stopped in any case.
     bool armInitialTimer(bool wanted, RunLoop::TimerHandler handler);
-    /// Arms the reminder timer likewise at the reminding stage, unless the interval is 0; a negative
-    /// one fires at once.
+    /// Arms the reminder timer likewise at the reminding stage, unless the interval is 0; a
+    /// negative one fires at once.
     bool armReminderTimer(bool wanted, qint32 intervalMins, RunLoop::TimerHandler handler);
     void stopTimer();
     /// Whether `timer` is the one armed last; any other has been replaced.

@@ -1,25 +1,16 @@
+#include "app/SSDiagnosticLog.h"
 #include "app/SSEntry.h"
-#include "foundation/SSLogger.h"
 #include "platform/PlatformFactory.h"
 
-namespace {
-
-void logDiagnostic(unsigned level, DiagnosticType type, const QString &message)
-{
-    const SSMessageType messageType = type == DiagnosticType::Error ? SSMessageType::Error
-        : type == DiagnosticType::Debug                             ? SSMessageType::Debug
-                                                                    : SSMessageType::Info;
-    SSLog(level, messageType, "%@", message);
-}
-
-} // namespace
+#include <vector>
 
 int main(int argc, char **argv)
 {
-    const std::span<const char *const> arguments(argv, static_cast<std::size_t>(argc));
+    // Kept apart from argv, out of which the desktop's own switches are taken.
+    const std::vector<const char *> arguments(argv, argv + argc);
     PlatformOptions options;
     options.bundleIdentifier = applicationIdentifier();
-    options.diagnostics = logDiagnostic;
+    options.diagnostics = SSDiagnosticLog::sink();
     Platform platform = makeDesktopPlatform(argc, argv, options);
     Platform::install(&platform);
     return SSEntry::run(arguments);

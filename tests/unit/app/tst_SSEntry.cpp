@@ -1,0 +1,111 @@
+#include "app/SSEntry.h"
+#include "tests/unit/app/EnrollFixture.h"
+
+#include <QTest>
+
+#include <vector>
+
+class tst_SSEntry : public QObject
+{
+    Q_OBJECT
+
+    static int tested(std::vector<const char *> arguments)
+    {
+        return SSEntry::testEnrollMenuExtra(arguments);
+    }
+
+private Q_SLOTS:
+    void theSwitch()
+    {
+        QCOMPARE(tested({}), 0);
+        QCOMPARE(tested({"program"}), 0);
+        QCOMPARE(tested({"--enrollMenuExtra"}), 0); // that is the program's name
+        QCOMPARE(tested({"program", "--enrollMenuExtra"}), 1);
+        QCOMPARE(tested({"program", "x", "--ENROLLMENUEXTRA"}), 1);
+        QCOMPARE(tested({"program", "--enrollMenuExtra=1"}), 0);
+        QCOMPARE(tested({"program", "--enrollMenuExtras"}), 0);
+        QCOMPARE(tested({"program", ""}), 0);
+        QCOMPARE(tested({"program", "\xff--enrollMenuExtra"}), 0);
+        QCOMPARE(tested({"program", "\xff", "--enrollMenuExtra"}), 1);
+    }
+
+    void logOfTheStart()
+    {
+        EnrollFixture f;
+        f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
+        const std::vector<const char *> arguments{"program"};
+        QCOMPARE(SSEntry::run(arguments), 0);
+        const QStringList lines = f.fake.log->lines();
+        QCOMPARE(lines.at(0), QStringLiteral("[Info]: ****************************** Enroll "
+                                             "******************************"));
+        QCOMPARE(lines.at(1), QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"));
+        QCOMPARE(lines.at(2), QStringLiteral("[Debug]: >> main started"));
+        QCOMPARE(lines.last(), QStringLiteral("[Debug]: >> main ended"));
+    }
+
+    void theLevelComesFromTheDefaults()
+    {
+        EnrollFixture f;
+        f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(1));
+        const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
+        f.userIsOfADomain = false;
+        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(f.fake.log->lines(),
+                 QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)")});
+
+        EnrollFixture silent;
+        QCOMPARE(SSEntry::run(arguments), 0);
+        QVERIFY(silent.fake.log->rawLines().isEmpty());
+    }
+
+    void thePlainRoleSaysThatNothingIsConfigured()
+    {
+        EnrollFixture f;
+        const std::vector<const char *> arguments{"program"};
+        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(f.fake.alerts->shown.size(), 1);
+        const Alert alert = f.fake.alerts->shown.first();
+        QCOMPARE(alert.messageText, QStringLiteral("This service is not configured."));
+        QVERIFY(!alert.informativeText);
+        QCOMPARE(alert.style, AlertStyle::Critical);
+        QVERIFY(f.terminated());
+        QVERIFY(!f.fake.application->resident);
+        QVERIFY(f.fake.application->relaunchDisabled);
+        QVERIFY(f.fake.notificationCenter->everDelivered.isEmpty());
+    }
+
+    void theTrayRoleIsResidentAndShowsNoAlert()
+    {
+        EnrollFixture f;
+        bool armed = false;
+        f.fake.application->duringRun = [&] {
+            armed = f.fake.runLoop->armedIntervals().contains(10.0);
+        };
+        const std::vector<const char *> arguments{"program", "--enrollmenuextra"};
+        QCOMPARE(SSEntry::run(arguments), 0);
+        QVERIFY(armed);
+        QVERIFY(f.fake.application->resident);
+        QVERIFY(f.fake.alerts->shown.isEmpty());
+    }
+
+    void sigtermEndsInOrder()
+    {
+        EnrollFixture f;
+        f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
+        f.fake.application->duringRun = [&] {
+            f.fake.runLoop->advance(10);
+            f.answer("NeedPssEnroll=true");
+            QCOMPARE(f.fake.statusBar->itemsShown(), 1);
+            f.fake.application->terminationHandler();
+        };
+        const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
+        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(f.fake.application->terminateCalls, 1);
+        QCOMPARE(f.fake.statusBar->itemsShown(), 0);
+        QVERIFY(f.fake.notificationCenter->delivered.isEmpty());
+        QVERIFY(f.fake.log->lines().contains(QStringLiteral("[Debug]: >> terminate started")));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SSEntry)
+#include "tst_SSEntry.moc"
