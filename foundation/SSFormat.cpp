@@ -106,6 +106,9 @@ QString SSFormatArgument::description() const
         return *static_cast<const QString *>(m_pointer);
     case Kind::List:
         return SSFormat::description(*static_cast<const QStringList *>(m_pointer));
+    case Kind::TextMap:
+        return SSFormat::description(
+            SSFormat::dictionary(*static_cast<const QMap<QString, QString> *>(m_pointer)));
     case Kind::Variant:
         return SSFormat::description(*static_cast<const QVariant *>(m_pointer));
     case Kind::Text:

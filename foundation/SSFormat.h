@@ -23,6 +23,9 @@ public:
     {
     }
     SSFormatArgument(const QStringList &value) : m_kind(Kind::List), m_pointer(&value) {}
+    SSFormatArgument(const QMap<QString, QString> &value) : m_kind(Kind::TextMap), m_pointer(&value)
+    {
+    }
     SSFormatArgument(const QVariant &value) : m_kind(Kind::Variant), m_pointer(&value) {}
     SSFormatArgument(const char *utf8) : m_kind(utf8 ? Kind::Text : Kind::Null), m_pointer(utf8) {}
     template<std::signed_integral Integer>
@@ -43,7 +46,7 @@ public:
     [[nodiscard]] QString number(bool asSigned) const;
 
 private:
-    enum class Kind { Null, String, List, Variant, Text, Signed, Unsigned };
+    enum class Kind { Null, String, List, TextMap, Variant, Text, Signed, Unsigned };
     Kind m_kind;
     union {
         const void *m_pointer = nullptr;

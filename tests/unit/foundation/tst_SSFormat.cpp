@@ -54,6 +54,10 @@ private Q_SLOTS:
                                                    {QStringLiteral("a.b"), QStringLiteral("é\n")}});
         QCOMPARE(SSFormat::format("%@", map),
                  QStringLiteral("{\n    \"a.b\" = \"\\U00e9\\n\";\n    b = \"x\\\"y\\\\z\";\n}"));
+        const QMap<QString, QString> texts{{QStringLiteral("b"), QStringLiteral("1.2")},
+                                           {QStringLiteral("a"), QString()}};
+        QCOMPARE(SSFormat::format("%@", texts),
+                 QStringLiteral("{\n    a = \"\";\n    b = \"1.2\";\n}"));
         const QVariant nested = QVariantMap{{QStringLiteral("k"), QVariantList{1, QString()}}};
         QCOMPARE(SSFormat::description(nested),
                  QStringLiteral("{\n    k = (\n        1,\n        \"\"\n    );\n}"));
