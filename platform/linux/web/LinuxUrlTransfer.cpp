@@ -1,0 +1,245 @@
+#include "platform/linux/web/LinuxUrlTransfer.h"
+
+#include "platform/linux/web/HttpStatusText.h"
+#include "platform/linux/web/LinuxProxySettings.h"
+#include "platform/linux/web/LinuxUrlTask.h"
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkRequest>
+#include <QSocketNotifier>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QTimer>
+#include <QUrl>
+
+#include <utility>
+
+namespace {
+
+constexpr qint64 readBufferBytes = 64 * 1024;
+
+UrlError::Code codeOf(QNetworkReply::NetworkError error)
+{
+    switch (error) {
+    case QNetworkReply::OperationCanceledError:
+        return UrlError::Code::Cancelled;
+    case QNetworkReply::HostNotFoundError:
+        return UrlError::Code::HostNotFound;
+    case QNetworkReply::ConnectionRefusedError:
+        return UrlError::Code::CannotConnect;
+    case QNetworkReply::TimeoutError:
+        return UrlError::Code::TimedOut;
+    case QNetworkReply::SslHandshakeFailedError:
+        return UrlError::Code::TlsUntrusted;
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::ProxyNotFoundError:
+    case QNetworkReply::ProxyTimeoutError:
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+    case QNetworkReply::UnknownProxyError:
+        return UrlError::Code::ProxyFailed;
+    case QNetworkReply::RemoteHostClosedError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+        return UrlError::Code::ConnectionLost;
+    case QNetworkReply::ProtocolUnknownError:
+    case QNetworkReply::ProtocolInvalidOperationError:
+        return UrlError::Code::BadUrl;
+    default:
+        return UrlError::Code::Other;
+    }
+}
+
+/// An answer with an error status counts as an error to Qt alone.
+bool isStatusError(QNetworkReply::NetworkError error)
+{
+    return error >= QNetworkReply::ContentAccessDenied && error != QNetworkReply::ProtocolFailure &&
+           error != QNetworkReply::ProtocolUnknownError &&
+           error != QNetworkReply::ProtocolInvalidOperationError;
+}
+
+std::optional<QSslConfiguration> tlsConfiguration(const LinuxUrlSessionLimits &limits)
+{
+    if (!limits.trustedCertificatesFile)
+        return std::nullopt;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setCaCertificates(QSslCertificate::fromPath(*limits.trustedCertificatesFile));
+    return configuration;
+}
+
+} // namespace
+
+LinuxUrlTransfer::LinuxUrlTransfer(LinuxUrlTask &task, const LinuxUrlTransferSettings &settings,
+                                   std::weak_ptr<UrlSessionDelegate> delegate)
+    : m_task(task), m_settings(settings), m_delegate(std::move(delegate))
+{
+}
+
+void LinuxUrlTransfer::complete(LinuxUrlTask &task,
+                                const std::weak_ptr<UrlSessionDelegate> &delegate,
+                                const std::optional<UrlError> &error)
+{
+    task.setCompleted();
+    if (const auto strong = delegate.lock())
+        strong->didCompleteWithError(error);
+}
+
+void LinuxUrlTransfer::run()
+{
+    const QUrl url(m_task.url(), QUrl::StrictMode);
+    std::optional<UrlError> error;
+    if (m_task.isCancelled())
+        error = UrlError{UrlError::Code::Cancelled, QStringLiteral("cancelled")};
+    else if (!url.isValid() || url.host().isEmpty() ||
+             (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https")))
+        error = UrlError{UrlError::Code::BadUrl, QStringLiteral("unsupported URL")};
+    else if (m_task.wakeDescriptor() < 0)
+        error = UrlError{UrlError::Code::Other, QStringLiteral("out of file descriptors")};
+    else
+        error = transfer(url);
+    complete(m_task, m_delegate, error);
+}
+
+std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
+{
+    QEventLoop loop;
+    m_loop = &loop;
+    QNetworkAccessManager manager;
+    manager.setAutoDeleteReplies(false);
+    manager.setProxyFactory(makeProxyFactory(m_settings.proxies).release());
+
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::NoLessSafeRedirectPolicy);
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    if (const auto tls = tlsConfiguration(m_settings.limits))
+        request.setSslConfiguration(*tls);
+
+    const std::unique_ptr<QNetworkReply> reply(manager.get(request));
+    reply->setReadBufferSize(readBufferBytes);
+    QTimer stall;
+    QSocketNotifier cancelled(m_task.wakeDescriptor(), QSocketNotifier::Read);
+    QObject::connect(&cancelled, &QSocketNotifier::activated, &loop, [&] {
+        cancelled.setEnabled(false);
+        fail(UrlError::Code::Cancelled, QStringLiteral("cancelled"));
+    });
+    watch(*reply, loop, stall);
+    if (reply->isFinished())
+        finished(*reply);
+    if (!m_ended)
+        loop.exec();
+    reply->disconnect();
+    if (reply->isRunning())
+        reply->abort();
+    m_loop = nullptr;
+    return m_error;
+}
+
+void LinuxUrlTransfer::watch(QNetworkReply &reply, QEventLoop &loop, QTimer &stall)
+{
+    stall.setSingleShot(true);
+    stall.setInterval(m_settings.limits.stallMilliseconds);
+    QObject::connect(&stall, &QTimer::timeout, &loop, [this] {
+        fail(UrlError::Code::TimedOut, QStringLiteral("the request timed out"));
+    });
+    stall.start();
+    const auto progress = [&stall] { stall.start(); };
+    QObject::connect(&reply, &QNetworkReply::redirected, &stall, progress);
+    QObject::connect(&reply, &QNetworkReply::encrypted, &stall, progress);
+    QObject::connect(&reply, &QNetworkReply::metaDataChanged, &loop, [this, &reply, progress] {
+        progress();
+        readHead(reply);
+    });
+    QObject::connect(&reply, &QNetworkReply::readyRead, &loop, [this, &reply, progress] {
+        progress();
+        readBody(reply);
+    });
+    QObject::connect(&reply, &QNetworkReply::finished, &loop, [this, &reply] { finished(reply); });
+}
+
+void LinuxUrlTransfer::readHead(QNetworkReply &reply)
+{
+    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (m_ended || m_headRead || !status.isValid())
+        return;
+    // An answer that redirects is followed, and the one after it is the one that counts.
+    if (reply.attribute(QNetworkRequest::RedirectionTargetAttribute).isValid() &&
+        !reply.isFinished())
+        return;
+    m_headRead = true;
+    const auto delegate = m_delegate.lock();
+    if (!delegate || delegate->didReceiveResponse(status.toInt(), httpStatusText(status.toInt())) ==
+                         UrlResponseDisposition::Cancel) {
+        fail(UrlError::Code::Cancelled, QStringLiteral("cancelled"));
+        return;
+    }
+    const QVariant length = reply.header(QNetworkRequest::ContentLengthHeader);
+    if (length.isValid() && length.toLongLong() > m_settings.limits.bodyBytes)
+        failTooLarge();
+}
+
+void LinuxUrlTransfer::readBody(QNetworkReply &reply)
+{
+    readHead(reply);
+    while (!m_ended && m_headRead && reply.bytesAvailable() > 0) {
+        const QByteArray chunk = reply.read(readBufferBytes);
+        if (chunk.isEmpty())
+            return;
+        m_received += chunk.size();
+        if (m_received > m_settings.limits.bodyBytes) {
+            failTooLarge();
+            return;
+        }
+        const auto delegate = m_delegate.lock();
+        if (!delegate || m_task.isCancelled()) {
+            fail(UrlError::Code::Cancelled, QStringLiteral("cancelled"));
+            return;
+        }
+        delegate->didReceiveData(chunk);
+    }
+}
+
+void LinuxUrlTransfer::finished(QNetworkReply &reply)
+{
+    const QNetworkReply::NetworkError error = reply.error();
+    if (error != QNetworkReply::NoError && !isStatusError(error)) {
+        fail(codeOf(error), reply.errorString());
+        return;
+    }
+    readBody(reply);
+    if (m_ended)
+        return;
+    if (!m_headRead) {
+        fail(UrlError::Code::ConnectionLost, QStringLiteral("the server gave no answer"));
+        return;
+    }
+    // A compressed body has lost its length header by now.
+    const QVariant length = reply.header(QNetworkRequest::ContentLengthHeader);
+    if (length.isValid() && m_received < length.toLongLong()) {
+        fail(UrlError::Code::ConnectionLost, QStringLiteral("the body was cut off"));
+        return;
+    }
+    m_ended = true;
+    m_loop->quit();
+}
+
+void LinuxUrlTransfer::fail(UrlError::Code code, const QString &description)
+{
+    if (m_ended)
+        return;
+    m_ended = true;
+    m_error = UrlError{code, description};
+    m_loop->quit();
+}
+
+void LinuxUrlTransfer::failTooLarge()
+{
+    const QString text =
+        QStringLiteral("the answer is larger than %1 bytes").arg(m_settings.limits.bodyBytes);
+    if (m_settings.diagnostics)
+        m_settings.diagnostics(
+            1, DiagnosticType::Error,
+            QStringLiteral("URL session: %1, the limit; it is dropped.").arg(text));
+    fail(UrlError::Code::TooLarge, text);
+}

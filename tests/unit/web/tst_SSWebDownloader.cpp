@@ -1,0 +1,423 @@
+#include "tests/support/FakePlatform.h"
+#include "tests/unit/web/FakeUrlSession.h"
+#include "web/SSWebDownloader.h"
+#include "web/SSWebDownloaderDelegate.h"
+
+#include <QTest>
+
+#include <condition_variable>
+#include <thread>
+
+using Text = std::optional<QString>;
+
+namespace {
+
+const QString url = QStringLiteral("http://h/x");
+
+class Listener : public QObject
+{
+    Q_OBJECT
+public:
+    Q_INVOKABLE void heard(QObject *sender)
+    {
+        ++calls;
+        last = sender;
+        if (onHeard)
+            onHeard(static_cast<SSWebDownloader *>(sender));
+    }
+    int calls = 0;
+    QObject *last = nullptr;
+    std::function<void(SSWebDownloader *)> onHeard;
+};
+
+struct World : FakePlatform
+{
+    World() { platform.urlSessions = web; }
+    [[nodiscard]] std::shared_ptr<SSWebDownloader> download(const Text &proxy = {}) const
+    {
+        return SSWebDownloader::initWithURL(url, proxy, listener, "heard");
+    }
+    [[nodiscard]] QStringList errors() const
+    {
+        return log->lines().filter(QStringLiteral("[Error]"));
+    }
+    /// What a transfer of this body gives.
+    [[nodiscard]] Text textOf(const QList<QByteArray> &chunks) const
+    {
+        const auto downloader = download();
+        Text text;
+        listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
+        (void)web->respond(200, QStringLiteral("no error"));
+        for (const QByteArray &chunk : chunks)
+            web->receive(chunk);
+        web->complete();
+        return text;
+    }
+    std::shared_ptr<FakeUrlSessionFactory> web = std::make_shared<FakeUrlSessionFactory>();
+    std::shared_ptr<Listener> listener = makeSharedObject<Listener>();
+};
+
+} // namespace
+
+class tst_SSWebDownloader : public QObject
+{
+    Q_OBJECT
+private Q_SLOTS:
+    void anEmptyUrlStartsNothing()
+    {
+        for (const Text &none : {Text(), Text(QStringLiteral(""))}) {
+            const World world;
+            QVERIFY(!SSWebDownloader::initWithURL(none, {}, world.listener, "heard"));
+            QVERIFY(world.web->configurations.isEmpty());
+            QCOMPARE(world.errors(),
+                     QStringList{QStringLiteral(
+                         "[Error]: Failed to download page content. The URL is empty.")});
+            QVERIFY(!SSWebDownloaderDelegate::initWithURL(none, {}, world.listener, "heard"));
+            QCOMPARE(SSWebDownloader::downloadWithURL(none, {}), Text());
+            QCOMPARE(world.listener->calls, 0);
+        }
+    }
+
+    void theStartIsLoggedAndConfigured()
+    {
+        const World world;
+        (void)world.download();
+        QCOMPARE(world.log->lines(),
+                 (QStringList{QStringLiteral("[Info]:     URL: http://h/x"),
+                              QStringLiteral("[Info]:     Proxy: (null)"),
+                              QStringLiteral("[Error]: SSWebDownloader::Error: cancelled")}));
+        world.log->clear();
+        const auto proxied = world.download(QStringLiteral("proxy.example:3128"));
+        QCOMPARE(world.log->lines(),
+                 (QStringList{QStringLiteral("[Info]:     URL: http://h/x"),
+                              QStringLiteral("[Info]:     Proxy: proxy.example:3128")}));
+        QCOMPARE(world.web->urls, (QStringList{url, url}));
+        QVERIFY(world.web->task->resumed);
+        QVERIFY(!world.web->configurations.at(0).ephemeral);
+        QVERIFY(!world.web->configurations.at(0).connectionProxyDictionary);
+        QVERIFY(world.web->configurations.at(1).ephemeral);
+        QCOMPARE(world.web->configurations.at(1).connectionProxyDictionary->at(1).second,
+                 QVariant(QStringLiteral("proxy.example")));
+    }
+
+    void theTextOfAGoodAnswerReachesTheTarget()
+    {
+        const World world;
+        const auto downloader = world.download();
+        Text text;
+        world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
+        QCOMPARE(world.web->respond(200, QStringLiteral("no error")),
+                 std::optional(UrlResponseDisposition::Allow));
+        // One character of two bytes, parted between chunks, and one of four: 7 bytes, 4 units.
+        world.web->receive("a\xC3");
+        world.web->receive("");
+        world.web->receive("\xBC\xF0\x9F\x98\x80");
+        QCOMPARE(world.listener->calls, 0);
+        world.web->complete();
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(world.listener->last, downloader.get());
+        QCOMPARE(text, Text(QStringLiteral(u"a\u00FC\U0001F600")));
+        QCOMPARE(world.log->lines().mid(2),
+                 (QStringList{QStringLiteral("[Info]:     UTF8: 7 bytes"),
+                              QStringLiteral("[Info]:     Unicode: 4 chars")}));
+        QVERIFY(world.web->task->cancels >= 1);
+        QVERIFY(world.web->invalidations >= 1);
+    }
+
+    void everyStatusOf200To299IsGood_data()
+    {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<bool>("good");
+        QTest::newRow("199") << 199 << false;
+        QTest::newRow("200") << 200 << true;
+        QTest::newRow("299") << 299 << true;
+        QTest::newRow("300") << 300 << false;
+    }
+    void everyStatusOf200To299IsGood()
+    {
+        QFETCH(int, status);
+        QFETCH(bool, good);
+        const World world;
+        const auto downloader = world.download();
+        QCOMPARE(world.web->respond(status, QStringLiteral("t")) == UrlResponseDisposition::Allow,
+                 good);
+        QCOMPARE(world.errors().isEmpty(), good);
+    }
+
+    void anAnswer404IsCancelledAndTheTargetHasNoText()
+    {
+        const World world;
+        const auto downloader = world.download();
+        Text text = QStringLiteral("unset");
+        world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
+        QCOMPARE(world.web->respond(404, QStringLiteral("not found")),
+                 std::optional(UrlResponseDisposition::Cancel));
+        world.web->completeCancelled();
+        QCOMPARE(
+            world.errors(),
+            (QStringList{QStringLiteral("[Error]: WebResponse with code:404. Error: not found"),
+                         QStringLiteral("[Error]: SSWebDownloader::Error: cancelled")}));
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(text, Text());
+    }
+
+    void aBodyThatIsNotUtf8GivesNoText_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("latin1") << QByteArray("a\xFC");
+        QTest::newRow("cut off") << QByteArray("a\xC3");
+        QTest::newRow("overlong") << QByteArray("\xC0\xAF");
+        QTest::newRow("surrogate") << QByteArray("\xED\xA0\x80");
+        QTest::newRow("beyond Unicode") << QByteArray("\xF4\x90\x80\x80");
+    }
+    void aBodyThatIsNotUtf8GivesNoText()
+    {
+        QFETCH(QByteArray, body);
+        const World world;
+        QCOMPARE(world.textOf({body}), Text());
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(world.log->lines().mid(2),
+                 (QStringList{QStringLiteral("[Info]:     UTF8: %1 bytes").arg(body.size()),
+                              QStringLiteral("[Info]:     Unicode: 0 chars")}));
+    }
+
+    void aByteOrderMarkIsNoPartOfTheText()
+    {
+        const World world;
+        QCOMPARE(world.textOf({"\xEF\xBB\xBFx"}), Text(QStringLiteral("x")));
+    }
+
+    void noBodyGivesNoTextAndLogsNothing()
+    {
+        const World world;
+        QCOMPARE(world.textOf({""}), Text());
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(world.log->lines().size(), 2);
+    }
+
+    void aBrokenTransferGivesNoTextForWhatArrived()
+    {
+        const World world;
+        const auto downloader = world.download();
+        Text text = QStringLiteral("unset");
+        world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
+        world.web->receive("half");
+        world.web->complete(UrlError{UrlError::Code::ConnectionLost, QStringLiteral("lost")});
+        QCOMPARE(text, Text());
+        QCOMPARE(world.errors(),
+                 QStringList{QStringLiteral("[Error]: SSWebDownloader::Error: lost")});
+    }
+
+    void afterUnsubscribeALaterCompletionCallsNobody()
+    {
+        const World world;
+        world.web->completesOnCancel = false;
+        const auto downloader = world.download();
+        world.runLoop->onSleep = [&] {
+            QCOMPARE(world.web->task->cancels.load(), 1);
+            if (world.runLoop->sleeps == 3)
+                world.web->completeCancelled();
+        };
+        downloader->unsubscribe();
+        // Looked at every tenth of a second until the task had completed.
+        QCOMPARE(world.runLoop->sleeps, 3);
+        QCOMPARE(world.runLoop->monotonicMilliseconds(), 300);
+        QCOMPARE(world.listener->calls, 0);
+        QVERIFY(world.web->delegate.expired());
+        QCOMPARE(downloader->result(), Text());
+        downloader->performAction();
+        QCOMPARE(world.listener->calls, 0);
+    }
+
+    void droppingTheDownloaderUnsubscribes()
+    {
+        const World world;
+        (void)world.download();
+        QVERIFY(world.web->task->cancels >= 1);
+        QCOMPARE(world.web->task->state(), UrlSessionTaskState::Completed);
+        QVERIFY(world.web->delegate.expired());
+        QCOMPARE(world.listener->calls, 0);
+    }
+
+    void unsubscribingInsideTheCallDoesNotBlock()
+    {
+        const World world;
+        auto downloader = world.download();
+        world.listener->onHeard = [&](SSWebDownloader *sender) {
+            sender->unsubscribe();
+            downloader.reset();
+        };
+        world.web->complete();
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(world.runLoop->sleeps, 0);
+    }
+
+    void waitingInsideADelegateCallDoesNotBlock()
+    {
+        const World world;
+        const auto delegate =
+            SSWebDownloaderDelegate::initWithURL(url, {}, world.listener, "heard");
+        world.listener->onHeard = [&](SSWebDownloader *) {
+            world.web->task->current = UrlSessionTaskState::Running;
+            delegate->waitTask();
+            (void)delegate->result();
+            world.web->task->current = UrlSessionTaskState::Completed;
+        };
+        world.web->complete();
+        QCOMPARE(world.listener->calls, 1);
+        QCOMPARE(world.runLoop->sleeps, 0);
+    }
+
+    void unsubscribingWaitsForACallThatHasBegun()
+    {
+        const World world;
+        const auto downloader = world.download();
+        std::mutex lock;
+        std::condition_variable changed;
+        bool inCall = false;
+        bool unsubscribed = false;
+        bool unsubscribedDuringTheCall = false;
+        world.listener->onHeard = [&](SSWebDownloader *) {
+            std::unique_lock guard(lock);
+            inCall = true;
+            changed.notify_all();
+            unsubscribedDuringTheCall = changed.wait_for(guard, std::chrono::milliseconds(300),
+                                                         [&] { return unsubscribed; });
+        };
+        std::thread session([&] { world.web->complete(); });
+        {
+            std::unique_lock guard(lock);
+            changed.wait(guard, [&] { return inCall; });
+        }
+        downloader->unsubscribe();
+        {
+            const std::lock_guard guard(lock);
+            unsubscribed = true;
+            changed.notify_all();
+        }
+        session.join();
+        QVERIFY(!unsubscribedDuringTheCall);
+        QCOMPARE(world.listener->calls, 1);
+    }
+
+    void theWaitIsLimited()
+    {
+        const World world;
+        const auto delegate = SSWebDownloaderDelegate::initWithURL(url, {}, {}, {});
+        delegate->waitTaskWithInterval(0.25);
+        QCOMPARE(world.runLoop->sleeps, 3);
+        delegate->waitTaskWithInterval(0);
+        QCOMPARE(world.runLoop->sleeps, 3);
+        world.web->complete();
+        delegate->waitTaskWithInterval(5);
+        delegate->waitTask();
+        QCOMPARE(world.runLoop->sleeps, 3);
+    }
+
+    void withoutATaskNothingIsWaitedFor()
+    {
+        const World world;
+        const auto delegate = SSWebDownloaderDelegate::create({}, {});
+        delegate->waitTask();
+        QCOMPARE(delegate->result(), Text());
+        QCOMPARE(world.runLoop->sleeps, 0);
+    }
+
+    void theSynchronousFetchWaitsForTheText()
+    {
+        const World world;
+        world.runLoop->onSleep = [&] {
+            if (world.runLoop->sleeps < 2)
+                return;
+            (void)world.web->respond(200, QStringLiteral("no error"));
+            world.web->receive("text");
+            world.web->complete();
+        };
+        QCOMPARE(SSWebDownloader::downloadWithURL(url, {}), Text(QStringLiteral("text")));
+        QCOMPARE(world.runLoop->sleeps, 2);
+        QVERIFY(world.errors().isEmpty());
+    }
+
+    void theTextStaysAfterTheTargetWasTold()
+    {
+        const World world;
+        const auto downloader = world.download();
+        world.web->receive("text");
+        world.web->complete();
+        QVERIFY(world.web->delegate.expired());
+        QCOMPARE(downloader->result(), Text(QStringLiteral("text")));
+    }
+
+    void aSecondCompletionOfTheDelegateIsNotPassedOn()
+    {
+        const World world;
+        const auto downloader = world.download();
+        world.web->complete();
+        const auto other = SSWebDownloaderDelegate::create({}, {});
+        downloader->onAction(other.get());
+        QCOMPARE(world.listener->calls, 1);
+    }
+
+    void aForeignDelegateIsIgnored()
+    {
+        const World world;
+        const auto downloader = world.download();
+        const auto other = SSWebDownloaderDelegate::create({}, {});
+        downloader->onAction(other.get());
+        QCOMPARE(world.listener->calls, 0);
+        QCOMPARE(world.web->task->cancels.load(), 0);
+    }
+
+    void missingPiecesOfTheCallAreLogged_data()
+    {
+        QTest::addColumn<bool>("hasTarget");
+        QTest::addColumn<QByteArray>("action");
+        QTest::addColumn<QString>("delegateText");
+        QTest::addColumn<QString>("downloaderText");
+        const QString target = QStringLiteral("[Error]: WebDownloader target is not assigned.");
+        const QString action = QStringLiteral("[Error]: WebDownloader action is not assigned.");
+        QTest::newRow("target") << false << QByteArray("heard") << target << target;
+        QTest::newRow("action") << true << QByteArray() << action << action;
+        QTest::newRow("operation")
+            << true << QByteArray("unheard")
+            << QStringLiteral(
+                   "[Error]: selector unheard is not found in web downloader target class.")
+            << QStringLiteral(
+                   "[Error]: selector unheard is not found in WebDownloader target class.");
+        QTest::newRow("both") << false << QByteArray() << QString() << QString();
+    }
+    void missingPiecesOfTheCallAreLogged()
+    {
+        QFETCH(bool, hasTarget);
+        QFETCH(QByteArray, action);
+        QFETCH(QString, delegateText);
+        QFETCH(QString, downloaderText);
+        const auto expected = [](const QString &text) {
+            return text.isEmpty() ? QStringList() : QStringList{text};
+        };
+        const World world;
+        const std::weak_ptr<QObject> target =
+            hasTarget ? std::weak_ptr<QObject>(world.listener) : std::weak_ptr<QObject>();
+        const auto delegate = SSWebDownloaderDelegate::initWithURL(url, {}, target, action);
+        world.web->complete();
+        QCOMPARE(world.errors(), expected(delegateText));
+        world.log->clear();
+        const auto downloader = SSWebDownloader::initWithURL(url, {}, target, action);
+        world.web->complete();
+        QCOMPARE(world.errors(), expected(downloaderText));
+        QCOMPARE(world.listener->calls, 0);
+    }
+
+    void aTargetThatDiedMeanwhileIsMissing()
+    {
+        World world;
+        const auto downloader = world.download();
+        world.listener.reset();
+        world.web->complete();
+        QCOMPARE(world.errors(),
+                 QStringList{QStringLiteral("[Error]: WebDownloader target is not assigned.")});
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SSWebDownloader)
+#include "tst_SSWebDownloader.moc"
