@@ -31,9 +31,19 @@ void mark()
 }
 } // namespace
 
+#ifdef SS_LOG_WRITER_SANITIZED
+// A sanitizer's allocator tells of its allocations itself.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void *,
+                                                                  std::size_t),
+                                                         void (*)(const volatile void *));
+namespace {
+const int hooks = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void *, std::size_t) { allocations.fetch_add(1, std::memory_order_relaxed); },
+    [](const volatile void *) {});
+} // namespace
+#else
 extern "C" void *__libc_malloc(std::size_t);
 extern "C" void *__libc_realloc(void *, std::size_t);
-
 // The toolkit allocates by malloc, the standard library by new, which ends there too.
 extern "C" void *malloc(std::size_t size)
 {
@@ -45,6 +55,7 @@ extern "C" void *realloc(void *old, std::size_t size)
     allocations.fetch_add(1, std::memory_order_relaxed);
     return __libc_realloc(old, size);
 }
+#endif
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <QFileInfo>
 #include <QMap>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -75,6 +76,10 @@ class tst_LogFile : public QObject
     {
         const QString trace = root.folder.filePath(QStringLiteral("trace"));
         QProcess process;
+        // Where the build has a leak checker: it does not work in a traced process.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+        process.setProcessEnvironment(environment);
         process.start(QStringLiteral("strace"),
                       QStringList{QStringLiteral("-o"), trace, QStringLiteral(SS_LOG_WRITER)} +
                           writerArguments(root, more + QStringList{QStringLiteral("--marks"),
@@ -86,8 +91,15 @@ class tst_LogFile : public QObject
         file.open(QIODevice::ReadOnly);
         const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
         const QRegularExpression markPattern(QStringLiteral("getppid\\(.*"));
-        return lines.mid(lines.indexOf(markPattern),
-                         lines.lastIndexOf(markPattern) - lines.indexOf(markPattern) + 1);
+        QStringList calls =
+            lines.mid(lines.indexOf(markPattern),
+                      lines.lastIndexOf(markPattern) - lines.indexOf(markPattern) + 1);
+        // Now and then the allocator asks for memory or gives some back.
+        calls.removeIf([](const QString &call) {
+            return call.contains(
+                QRegularExpression(QStringLiteral("^(brk|mmap|munmap|madvise)\\(")));
+        });
+        return calls;
     }
     static QStringList asWriter() { return {QStringLiteral("--uid"), QString::number(writer)}; }
     /// The date that begins each line is not looked at.
@@ -190,8 +202,6 @@ private Q_SLOTS:
             expected += cycle;
         expected.append(cycle.first());
         names.replaceInStrings(QStringLiteral("newfstatat"), QStringLiteral("fstat"));
-        // The allocator may grow the heap.
-        names.removeAll(QStringLiteral("brk"));
         QCOMPARE(names, expected);
         QCOMPARE(root.contents().count('\n'), 20);
     }
