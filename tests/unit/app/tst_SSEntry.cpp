@@ -32,6 +32,7 @@ private Q_SLOTS:
     void logOfTheStart()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments), 0);
@@ -46,9 +47,11 @@ private Q_SLOTS:
     void theLevelComesFromTheDefaults()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(1));
         const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
         f.userIsOfADomain = false;
+        f.fillDirectory();
         QCOMPARE(SSEntry::run(arguments), 0);
         QCOMPARE(f.fake.log->lines(),
                  QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)")});
@@ -61,6 +64,7 @@ private Q_SLOTS:
     void thePlainRoleSaysThatNothingIsConfigured()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments), 0);
         QCOMPARE(f.fake.alerts->shown.size(), 1);
@@ -77,6 +81,7 @@ private Q_SLOTS:
     void theTrayRoleIsResidentAndShowsNoAlert()
     {
         EnrollFixture f;
+        f.fillDirectory();
         bool armed = false;
         f.fake.application->duringRun = [&] {
             armed = f.fake.runLoop->armedIntervals().contains(10.0);
@@ -91,6 +96,7 @@ private Q_SLOTS:
     void sigtermEndsInOrder()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
         f.fake.application->duringRun = [&] {
             f.fake.runLoop->advance(10);
