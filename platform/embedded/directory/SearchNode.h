@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/Diagnostics.h"
+#include "platform/Directory.h"
+
+#include <memory>
+
+/// The authentication search node: answers from the computer's accounts, then from the directory.
+///
+/// - A local account that is a cached directory account and the directory's record of the same
+///   GUID are one record, with the attributes of both, the directory's values first. A cached
+///   account whose GUID the computer does not know is paired by NT domain and sAMAccountName.
+/// - If the directory fails while the computer knows a matching account, the computer's answer
+///   stands and the failure goes to the diagnostics; otherwise the failure is the answer.
+/// - Without any directory (null, or one that says NotConfigured) a search for users gives the
+///   computer's answer alone, and one for connection points says NotConfigured.
+class SearchNode final : public DirectoryNode
+{
+public:
+    /// `localNode` must not be null.
+    SearchNode(std::shared_ptr<DirectoryNode> localNode,
+               std::shared_ptr<DirectoryNode> directoryNode, DiagnosticSink diagnostics);
+
+    [[nodiscard]] Result<DirectoryRecords, DirectoryError>
+    query(const DirectoryQuery &query) override;
+
+private:
+    std::shared_ptr<DirectoryNode> m_localNode;
+    std::shared_ptr<DirectoryNode> m_directoryNode;
+    DiagnosticSink m_diagnostics;
+};
