@@ -28,7 +28,9 @@ void LinuxLogFile::append(const QString &path, QByteArrayView line)
     if (file < 0)
         return;
     struct stat status = {};
-    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
+    // A file with a second name may be anybody's: where hard links are not protected, a user can
+    // give one of root's files the log's name.
+    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink <= 1) {
         // One write a line is what keeps the lines of several processes apart, so a short write is
         // not continued.
         [[maybe_unused]] const ssize_t written =
