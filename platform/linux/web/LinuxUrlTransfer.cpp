@@ -222,8 +222,10 @@ void LinuxUrlTransfer::finished(QNetworkReply &reply)
     const QNetworkReply::NetworkError error = reply.error();
     if (error != QNetworkReply::NoError && !isStatusError(error)) {
         const UrlError::Code code = codeOf(error);
-        const bool proxyFailed =
-            code == UrlError::Code::CannotConnect || code == UrlError::Code::HostNotFound;
+        // Qt has codes of their own for a proxy's failures, but does not use them for all.
+        const bool proxyFailed = code == UrlError::Code::CannotConnect ||
+                                 code == UrlError::Code::HostNotFound ||
+                                 error == QNetworkReply::UnknownNetworkError;
         fail(proxyFailed && goesToProxy(reply) ? UrlError::Code::ProxyFailed : code,
              reply.errorString());
         return;
