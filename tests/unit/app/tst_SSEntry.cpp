@@ -1,3 +1,4 @@
+#include "app/SSDiagnosticLog.h"
 #include "app/SSEntry.h"
 #include "tests/unit/app/EnrollFixture.h"
 
@@ -35,7 +36,7 @@ private Q_SLOTS:
         f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
         const std::vector<const char *> arguments{"program"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         const QStringList lines = f.fake.log->lines();
         QCOMPARE(lines.at(0), QStringLiteral("[Info]: ****************************** Enroll "
                                              "******************************"));
@@ -52,13 +53,32 @@ private Q_SLOTS:
         const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
         f.userIsOfADomain = false;
         f.fillDirectory();
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.log->lines(),
                  QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)")});
 
         EnrollFixture silent;
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QVERIFY(silent.fake.log->rawLines().isEmpty());
+    }
+
+    void whatTheAdaptersSaidEarlyIsLoggedOnceTheLevelIsKnown()
+    {
+        EnrollFixture f;
+        f.fillDirectory();
+        f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(1));
+        const SSDiagnosticLog diagnostics;
+        const DiagnosticSink sink = diagnostics.sink();
+        sink(1, DiagnosticType::Error, QStringLiteral("early %@"));
+        sink(2, DiagnosticType::Info, QStringLiteral("detail"));
+        QVERIFY(f.fake.log->lines().isEmpty());
+        const std::vector<const char *> arguments{"program"};
+        QCOMPARE(SSEntry::run(arguments, diagnostics), 0);
+        sink(1, DiagnosticType::Debug, QStringLiteral("late"));
+        QCOMPARE(f.fake.log->lines(),
+                 (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
+                              QStringLiteral("[Error]: early %@"),
+                              QStringLiteral("[Debug]: late")}));
     }
 
     void thePlainRoleSaysThatNothingIsConfigured()
@@ -66,7 +86,7 @@ private Q_SLOTS:
         EnrollFixture f;
         f.fillDirectory();
         const std::vector<const char *> arguments{"program"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.alerts->shown.size(), 1);
         const Alert alert = f.fake.alerts->shown.first();
         QCOMPARE(alert.messageText, QStringLiteral("This service is not configured."));
@@ -87,7 +107,7 @@ private Q_SLOTS:
             armed = f.fake.runLoop->armedIntervals().contains(10.0);
         };
         const std::vector<const char *> arguments{"program", "--enrollmenuextra"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QVERIFY(armed);
         QVERIFY(f.fake.application->resident);
         QVERIFY(f.fake.alerts->shown.isEmpty());
@@ -105,7 +125,7 @@ private Q_SLOTS:
             f.fake.application->terminationHandler();
         };
         const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.application->terminateCalls, 1);
         QCOMPARE(f.fake.statusBar->itemsShown(), 0);
         QVERIFY(f.fake.notificationCenter->delivered.isEmpty());
