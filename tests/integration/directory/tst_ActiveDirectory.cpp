@@ -84,6 +84,7 @@ class tst_ActiveDirectory : public QObject
 {
     Q_OBJECT
 private Q_SLOTS:
+    void initTestCase() { m_threads = SambaEnvironment::threadCount(); }
     void init()
     {
         QVERIFY2(qEnvironmentVariableIsSet("SAMBA_DIR"), "is to be run by with-samba");
@@ -136,7 +137,7 @@ private Q_SLOTS:
         QCOMPARE(count(*node, userQuery(QStringLiteral("jdoe"))), 1);
         const qsizetype descriptors = SambaEnvironment::descriptorCount();
         QCOMPARE(count(*node, userQuery(QStringLiteral("jdoe"))), 1);
-        QTRY_COMPARE(SambaEnvironment::threadCount(), 1);
+        QTRY_COMPARE(SambaEnvironment::threadCount(), m_threads);
         QCOMPARE(SambaEnvironment::descriptorCount(), descriptors);
     }
 
@@ -257,7 +258,7 @@ private Q_SLOTS:
         settings.servers = {{Host, relay.port()}};
         const auto node = SambaEnvironment::makeNode(settings);
         QCOMPARE(failure(*node, keywordQuery()), Code::ProtectionRefused);
-        QCOMPARE(relay.bytesFromClients(), 0);
+        QCOMPARE(relay.connections(), 0);
     }
 
     void aServerThatCannotProveItsNameIsRefused()
@@ -386,7 +387,7 @@ private Q_SLOTS:
 
     void aNameServiceThatNeverAnswersIsNotWaitedFor()
     {
-        QTRY_COMPARE(SambaEnvironment::threadCount(), 1);
+        QTRY_COMPARE(SambaEnvironment::threadCount(), m_threads);
         const int silent = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_in address = {};
         address.sin_family = AF_INET;
@@ -422,11 +423,11 @@ private Q_SLOTS:
             QCOMPARE(code, Code::TimedOut);
         for (const qint64 time : times)
             QVERIFY(time < 1000);
-        QCOMPARE(threads, 5); // this one and the four that may hang
+        QCOMPARE(threads, m_threads + 4); // four may hang
         QVERIFY(times.last() < 100);
 
         // They go by themselves, and the node answers again.
-        QTRY_COMPARE_WITH_TIMEOUT(SambaEnvironment::threadCount(), 1, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(SambaEnvironment::threadCount(), m_threads, 30000);
         const auto patient = SambaEnvironment::makeNode({});
         QCOMPARE(count(*patient, keywordQuery()), 6);
     }
@@ -439,14 +440,18 @@ private Q_SLOTS:
         auto node = SambaEnvironment::makeNode(settings, 100ms);
         QCOMPARE(failure(*node, keywordQuery()), Code::TimedOut);
         node.reset();
-        QTRY_COMPARE(SambaEnvironment::threadCount(), 2); // this one and the relay's
+        QTRY_COMPARE(SambaEnvironment::threadCount(), m_threads + 1); // the relay's
     }
+
+private:
+    qsizetype m_threads = 0; ///< of an idle process
 };
 
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    DirectoryContract contract([] { return SambaEnvironment::makeNode({}); });
+    const auto node = SambaEnvironment::makeNode({});
+    DirectoryContract contract([&node] { return node; });
     const int contractStatus = QTest::qExec(&contract, argc, argv);
     tst_ActiveDirectory test;
     const int status = QTest::qExec(&test, argc, argv);
