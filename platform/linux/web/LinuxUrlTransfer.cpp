@@ -147,9 +147,8 @@ std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
         finished(*reply);
     if (!m_ended)
         loop.exec();
+    // Its end, which ends the request as well, is nobody's business any more.
     reply->disconnect();
-    if (reply->isRunning())
-        reply->abort();
     m_loop = nullptr;
     return m_error;
 }

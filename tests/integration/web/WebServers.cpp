@@ -6,29 +6,18 @@
 std::unique_ptr<WebServers> WebServers::start()
 {
     std::unique_ptr<WebServers> servers(new WebServers);
-    QProcess &process = servers->m_process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QStringLiteral("python3"),
-                  {QStringLiteral(WEB_SERVER_SCRIPT), servers->folder()});
-    while (!process.canReadLine()) {
-        if (!process.waitForReadyRead(20'000))
-            return nullptr;
-    }
-    const QJsonObject told = QJsonDocument::fromJson(process.readLine()).object();
+    if (!servers->m_process.start(
+            {QStringLiteral("python3"), QStringLiteral(WEB_SERVER_SCRIPT), servers->folder()}))
+        return nullptr;
+    const auto line = servers->m_process.readLine();
+    if (!line)
+        return nullptr;
+    const QJsonObject told = QJsonDocument::fromJson(*line).object();
     servers->m_plainPort = told.value(QLatin1String("plain")).toInt();
     servers->m_tlsPort = told.value(QLatin1String("tls")).toInt();
     servers->m_freePort = told.value(QLatin1String("free")).toInt();
     servers->m_authorityFile = told.value(QLatin1String("ca")).toString();
     return servers;
-}
-
-WebServers::~WebServers()
-{
-    m_process.closeWriteChannel();
-    if (!m_process.waitForFinished(5000)) {
-        m_process.kill();
-        m_process.waitForFinished();
-    }
 }
 
 QString WebServers::plain(const QString &path) const

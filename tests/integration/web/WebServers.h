@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QProcess>
+#include "tests/integration/web/ChildProcess.h"
+
 #include <QString>
 #include <QTemporaryDir>
 
@@ -12,7 +13,6 @@ class WebServers
 public:
     /// Null when they do not start.
     [[nodiscard]] static std::unique_ptr<WebServers> start();
-    ~WebServers();
 
     [[nodiscard]] QString plain(const QString &path) const;
     [[nodiscard]] QString secure(const QString &path) const;
@@ -24,7 +24,7 @@ public:
 private:
     WebServers() = default;
     QTemporaryDir m_folder;
-    QProcess m_process;
+    ChildProcess m_process;
     int m_plainPort = 0;
     int m_tlsPort = 0;
     int m_freePort = 0;

@@ -112,9 +112,8 @@ public:
                                 .arg(m_log)
                                 .toUtf8());
         configuration.close();
-        m_process.start(QStringLiteral("tinyproxy"),
-                        {QStringLiteral("-d"), QStringLiteral("-c"), configuration.fileName()});
-        if (!m_process.waitForStarted())
+        if (!m_process.start({QStringLiteral("tinyproxy"), QStringLiteral("-d"),
+                              QStringLiteral("-c"), configuration.fileName()}))
             return false;
         return QTest::qWaitFor(
             [port] {
@@ -124,14 +123,7 @@ public:
             },
             10'000);
     }
-    ~Proxy()
-    {
-        m_process.terminate();
-        if (!m_process.waitForFinished(5000)) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
+    ~Proxy() { m_process.terminate(); }
     [[nodiscard]] QString log() const
     {
         QFile file(m_log);
@@ -139,7 +131,7 @@ public:
     }
 
 private:
-    QProcess m_process;
+    ChildProcess m_process;
     QString m_log;
 };
 
