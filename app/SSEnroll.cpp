@@ -103,11 +103,11 @@ void SSEnroll::loadSettingsAndProcessNotification()
     terminateApplication();
 }
 
-RunLoop::TimerHandler SSEnroll::handler(void (SSEnroll::*handler)(const RunLoopTimer *))
+RunLoop::TimerHandler SSEnroll::timerHandler(void (SSEnroll::*operation)(const RunLoopTimer *))
 {
-    return [weak = weak_from_this(), handler](const RunLoopTimer *firing) {
+    return [weak = weak_from_this(), operation](const RunLoopTimer *firing) {
         if (const auto self = weak.lock())
-            (self.get()->*handler)(firing);
+            (self.get()->*operation)(firing);
     };
 }
 
@@ -116,7 +116,7 @@ void SSEnroll::startLoadSettingsTimer()
     const SSFunctionLog scope("-[SSEnroll startLoadSettingsTimer]");
     stopLoadSettingsTimer();
     m_loadSettingsTimer = Platform::current().runLoop->scheduleTimer(
-        loadSettingsSeconds, handler(&SSEnroll::onLoadSettingsTimer));
+        loadSettingsSeconds, timerHandler(&SSEnroll::onLoadSettingsTimer));
 }
 
 void SSEnroll::stopLoadSettingsTimer()
@@ -148,7 +148,7 @@ bool SSEnroll::startEnrollInitialTimer()
 {
     const SSFunctionLog scope("-[SSEnroll startEnrollInitialTimer]");
     return m_enrollFlow.armInitialTimer(m_settingsEnroll && m_settingsEnroll->enrollEnabled(),
-                                        handler(&SSEnroll::onEnrollInitialTimer));
+                                        timerHandler(&SSEnroll::onEnrollInitialTimer));
 }
 
 bool SSEnroll::startEnrollTimer()
@@ -157,7 +157,7 @@ bool SSEnroll::startEnrollTimer()
     return m_enrollFlow.armReminderTimer(
         m_settingsEnroll && m_settingsEnroll->enrollEnabled(),
         m_settingsEnroll ? m_settingsEnroll->enrollNotificationIntervalsMins() : 0,
-        handler(&SSEnroll::onEnrollTimer));
+        timerHandler(&SSEnroll::onEnrollTimer));
 }
 
 void SSEnroll::stopEnrollTimer()
@@ -195,12 +195,12 @@ void SSEnroll::startQuery(const char *action)
     }
 }
 
-void SSEnroll::handOverQuery(QObject *query, void (SSEnroll::*handler)())
+void SSEnroll::handOverQuery(QObject *query, void (SSEnroll::*operation)())
 {
-    Platform::current().runLoop->performOnMainThread([weak = weak_from_this(), query, handler] {
+    Platform::current().runLoop->performOnMainThread([weak = weak_from_this(), query, operation] {
         const auto self = weak.lock();
         if (self && query && self->m_userEnrolmentInfo.get() == query)
-            (self.get()->*handler)();
+            (self.get()->*operation)();
     });
 }
 
@@ -245,7 +245,7 @@ bool SSEnroll::startWatchDogTimer()
     const SSFunctionLog scope("-[SSEnroll startWatchDogTimer]");
     stopWatchdogTimer();
     m_watchdogTimer = Platform::current().runLoop->scheduleTimer(
-        watchdogSeconds, handler(&SSEnroll::onWatchdogTimer));
+        watchdogSeconds, timerHandler(&SSEnroll::onWatchdogTimer));
     return true;
 }
 

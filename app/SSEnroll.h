@@ -88,8 +88,9 @@ private:
     void startQuery(const char *action);
     void onUserEnrollmentInitialInfoImpl();
     void onUserEnrollmentInfoImpl();
-    void handOverQuery(QObject *query, void (SSEnroll::*handler)());
-    [[nodiscard]] RunLoop::TimerHandler handler(void (SSEnroll::*handler)(const RunLoopTimer *));
+    void handOverQuery(QObject *query, void (SSEnroll::*operation)());
+    [[nodiscard]] RunLoop::TimerHandler
+    timerHandler(void (SSEnroll::*operation)(const RunLoopTimer *));
 
     qint32 m_tryCount = 0;
     SSReminderFlow m_enrollFlow;

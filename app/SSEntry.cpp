@@ -1,5 +1,6 @@
 #include "app/SSEntry.h"
 
+#include "app/SSDiagnosticLog.h"
 #include "app/SSEnrollAppDelegate.h"
 #include "foundation/SSDefaults.h"
 #include "foundation/SSFunctionLog.h"
@@ -48,7 +49,7 @@ void SSEntry::startEnrollMenuExtra(bool showExtras)
     application.run();
 }
 
-int SSEntry::run(std::span<const char *const> arguments)
+int SSEntry::run(std::span<const char *const> arguments, const SSDiagnosticLog &diagnostics)
 {
     if (const auto logger = SSLogger::sharedInstance())
         logger->setLogLevel(SSDefaults::defaults()->getLogLevel());
@@ -56,6 +57,7 @@ int SSEntry::run(std::span<const char *const> arguments)
     SSLog(2, SSMessageType::Info, "%@ Enroll %@", asterisks, asterisks);
     SSLog(1, SSMessageType::Info, "macOS %@",
           Platform::current().system->operatingSystemVersionString());
+    diagnostics.open();
     const SSFunctionLog scope("main");
     startEnrollMenuExtra(testEnrollMenuExtra(arguments) == 1);
     return 0;

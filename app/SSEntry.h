@@ -4,6 +4,8 @@
 
 #include <span>
 
+class SSDiagnosticLog;
+
 /// The program's entry, apart from the making of its platform.
 namespace SSEntry {
 
@@ -14,7 +16,8 @@ namespace SSEntry {
 /// Creates the delegate, runs the application's main event loop and returns when it has ended.
 void startEnrollMenuExtra(bool showExtras);
 
-/// What main does once a platform is installed; the exit status.
-[[nodiscard]] int run(std::span<const char *const> arguments);
+/// What main does once a platform is installed; the exit status. `diagnostics` is what the platform
+/// was made with.
+[[nodiscard]] int run(std::span<const char *const> arguments, const SSDiagnosticLog &diagnostics);
 
 } // namespace SSEntry

@@ -2,6 +2,8 @@
 
 #include "platform/RunLoop.h"
 
+#include <QtGlobal>
+
 #include <functional>
 #include <memory>
 

@@ -8,10 +8,11 @@ int main(int argc, char **argv)
 {
     // Kept apart from argv, out of which the desktop's own switches are taken.
     const std::vector<const char *> arguments(argv, argv + argc);
+    const SSDiagnosticLog diagnostics;
     PlatformOptions options;
     options.bundleIdentifier = applicationIdentifier();
-    options.diagnostics = SSDiagnosticLog::sink();
+    options.diagnostics = diagnostics.sink();
     Platform platform = makeDesktopPlatform(argc, argv, options);
     Platform::install(&platform);
-    return SSEntry::run(arguments);
+    return SSEntry::run(arguments, diagnostics);
 }

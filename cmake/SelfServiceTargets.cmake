@@ -14,6 +14,10 @@ else()
     target_compile_definitions(ss_build_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
     target_link_options(ss_build_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
 endif()
+if(SS_BUILD_FUZZERS)
+    # A fuzzer is blind to code that does not count its branches.
+    target_compile_options(ss_build_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # ss_library(NAME sources… LINKS targets…): a static library of one folder.
 function(ss_library name)

@@ -15,9 +15,10 @@
 
 int main(int argc, char **argv)
 {
+    const SSDiagnosticLog diagnostics;
     PlatformOptions options;
     options.bundleIdentifier = applicationIdentifier();
-    options.diagnostics = SSDiagnosticLog::sink();
+    options.diagnostics = diagnostics.sink();
     double hurry = 1;
     std::vector<char *> rest{argv[0]};
     for (int i = 1; i < argc; ++i) {
@@ -48,5 +49,5 @@ int main(int argc, char **argv)
     Platform platform = makeDesktopPlatform(restCount, rest.data(), options);
     platform.runLoop = std::make_shared<HurriedRunLoop>(platform.runLoop, hurry);
     Platform::install(&platform);
-    return SSEntry::run(arguments);
+    return SSEntry::run(arguments, diagnostics);
 }

@@ -15,7 +15,8 @@ public:
     /// The identifier of the domain whose values are read.
     [[nodiscard]] virtual QString domain() const = 0;
 
-    /// The value of `key` as its property-list type: QString, bool, qlonglong, double, QDateTime,
-    /// QByteArray, QVariantList or QVariantMap. Absent when no layer of the domain has the key.
+    /// The value of `key` as its property-list type: QString, bool, qlonglong (qulonglong above its
+    /// range), double, QDateTime, QByteArray, QVariantList or QVariantMap. Absent when no layer of
+    /// the domain has the key. Any thread.
     [[nodiscard]] virtual std::optional<QVariant> objectForKey(const QString &key) = 0;
 };

@@ -79,7 +79,8 @@ QString SSBase64::encoded(std::span<const std::byte> data, std::uint32_t options
         !anyEnd || (options & SSBase64Encoding::EndLineWithCarriageReturn) != 0;
     const bool lineFeed = !anyEnd || (options & SSBase64Encoding::EndLineWithLineFeed) != 0;
 
-    const auto characters = static_cast<qsizetype>((data.size() + 2) / 3 * 4);
+    const std::size_t groups = (data.size() + 2) / 3;
+    const qsizetype characters = static_cast<qsizetype>(groups) * 4;
     const qsizetype breaks = lineLength > 0 && characters > 0 ? (characters - 1) / lineLength : 0;
     QString text(characters + breaks * ((carriageReturn ? 1 : 0) + (lineFeed ? 1 : 0)),
                  Qt::Uninitialized);

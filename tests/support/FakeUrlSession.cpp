@@ -12,9 +12,14 @@ public:
     void resume() override { m_factory->m_transfers.append(m_transfer); }
     void cancel() override
     {
-        if (m_transfer->state == UrlSessionTaskState::Running)
-            m_transfer->cancelled = true;
+        if (m_transfer->state != UrlSessionTaskState::Running)
+            return;
+        m_transfer->cancelled = true;
         m_transfer->state = UrlSessionTaskState::Completed;
+        if (const auto delegate = m_transfer->delegate.lock()) {
+            delegate->didCompleteWithError(
+                UrlError{UrlError::Code::Cancelled, QStringLiteral("cancelled")});
+        }
     }
     [[nodiscard]] UrlSessionTaskState state() const override { return m_transfer->state; }
 

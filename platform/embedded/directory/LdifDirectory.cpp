@@ -31,6 +31,18 @@ QString publicName(const QByteArray &name)
     return QString::fromLatin1(name);
 }
 
+/// UTF-8 as it is: a byte order mark that begins a value is part of it.
+QString decoded(QByteArrayView value)
+{
+    constexpr QByteArrayView mark("\xEF\xBB\xBF");
+    QString marks;
+    while (value.startsWith(mark)) {
+        marks.append(QChar(QChar::ByteOrderMark));
+        value = value.sliced(mark.size());
+    }
+    return marks + QString::fromUtf8(value);
+}
+
 bool compares(quint32 matchType, QStringView value, const QString &wanted)
 {
     if (matchType == DirectoryMatchType::BeginsWith)
@@ -127,18 +139,6 @@ bool LdifDirectory::hasClass(const LdifDocument::Entry &entry, QByteArrayView na
     });
 }
 
-QStringList LdifDirectory::rawValues(const LdifDocument::Entry &entry, int name) const
-{
-    QStringList values;
-    if (name < 0 || isSecret(m_document.name(name)) || isBinary(m_document.name(name)))
-        return values;
-    for (const auto &attribute : m_document.attributes(entry)) {
-        if (attribute.name == name && attribute.value.isValidUtf8())
-            values.append(QString::fromUtf8(attribute.value));
-    }
-    return values;
-}
-
 QByteArrayView LdifDirectory::rawName(Kind kind, const QString &attribute)
 {
     struct Row
@@ -213,7 +213,7 @@ bool LdifDirectory::matches(Kind kind, std::size_t index, const DirectoryQuery &
         if (attribute.name != name)
             return false;
         if (!ascii)
-            return compares(query.matchType, QString::fromUtf8(attribute.value), query.value);
+            return compares(query.matchType, decoded(attribute.value), query.value);
         switch (query.matchType) {
         case DirectoryMatchType::EqualTo:
             return attribute.value.size() == wanted.size() &&
@@ -234,7 +234,7 @@ DirectoryDetails LdifDirectory::details(Kind kind, std::size_t index) const
     for (const auto &attribute : m_document.attributes(source)) {
         const QByteArray &name = m_document.name(attribute.name);
         if (!isSecret(name) && !isBinary(name) && attribute.value.isValidUtf8())
-            byName[attribute.name].append(QString::fromUtf8(attribute.value));
+            byName[attribute.name].append(decoded(attribute.value));
     }
     DirectoryDetails details;
     for (auto it = byName.cbegin(); it != byName.cend(); ++it)

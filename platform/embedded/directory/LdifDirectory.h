@@ -37,7 +37,6 @@ private:
         return m_document.entries()[index];
     }
     [[nodiscard]] bool hasClass(const LdifDocument::Entry &entry, QByteArrayView name) const;
-    [[nodiscard]] QStringList rawValues(const LdifDocument::Entry &entry, int name) const;
     /// The name of the raw attribute behind a standard one; empty for one that is computed.
     [[nodiscard]] static QByteArrayView rawName(Kind kind, const QString &attribute);
     [[nodiscard]] QStringList computedValues(Kind kind, const LdifDocument::Entry &entry,

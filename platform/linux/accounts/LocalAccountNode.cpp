@@ -2,6 +2,7 @@
 
 #include "platform/linux/accounts/AccountName.h"
 #include "platform/linux/accounts/NameService.h"
+#include "platform/linux/accounts/PamPasswordCheck.h"
 
 #include <QSet>
 
@@ -88,7 +89,7 @@ public:
 
     [[nodiscard]] Result<bool, DirectoryError> verifyPassword(std::u16string_view password) override
     {
-        return PamPasswordCheck::verify(m_options->pam, m_user, m_isCached, password);
+        return PamPasswordCheck::verify(m_options->pamService, m_user, m_isCached, password);
     }
 
 private:

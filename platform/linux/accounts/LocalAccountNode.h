@@ -2,7 +2,6 @@
 
 #include "platform/Diagnostics.h"
 #include "platform/Directory.h"
-#include "platform/linux/accounts/PamPasswordCheck.h"
 
 #include <QList>
 #include <QString>
@@ -35,7 +34,7 @@ public:
     {
         QList<AccountDomain> domains; ///< the computer's own first; empty when it is not joined
         QString passwdFile = QStringLiteral("/etc/passwd");
-        PamOptions pam;
+        QString pamService = QStringLiteral("zevrikselfservice");
     };
 
     LocalAccountNode(Options options, DiagnosticSink diagnostics);

@@ -18,11 +18,15 @@ namespace {
 
 using Code = DirectoryError::Code;
 
+constexpr qsizetype mostErrors = 4;
+constexpr qsizetype longestError = 200;
+
 /// What the conversation function knows; lives as long as one transaction.
 struct Conversation
 {
     const PasswordBytes *password = nullptr;
     int passwordsAsked = 0;
+    QStringList errors; ///< what modules had to say
 };
 
 void freeResponses(pam_response *responses, int count)
@@ -50,6 +54,9 @@ int converse(int count, const pam_message **messages, pam_response **responses, 
         return PAM_BUF_ERR;
     for (int i = 0; i < count; ++i) {
         const int style = messages[i]->msg_style;
+        if (style == PAM_ERROR_MSG && conversation->errors.size() < mostErrors)
+            conversation->errors.append(
+                QString::fromLocal8Bit(messages[i]->msg).left(longestError).simplified());
         if (style == PAM_TEXT_INFO || style == PAM_ERROR_MSG)
             continue;
         if (style != PAM_PROMPT_ECHO_OFF || conversation->passwordsAsked++ > 0) {
@@ -72,16 +79,11 @@ int converse(int count, const pam_message **messages, pam_response **responses, 
 class Transaction
 {
 public:
-    Transaction(const PamOptions &options, const QByteArray &account, Conversation &conversation)
+    Transaction(const QString &service, const QByteArray &account, Conversation &conversation)
         : m_conversation{converse, &conversation}
     {
-        const QByteArray service = options.service.toLocal8Bit();
-        const QByteArray folder = options.configurationFolder.toLocal8Bit();
-        m_status =
-            folder.isEmpty()
-                ? pam_start(service.constData(), account.constData(), &m_conversation, &m_handle)
-                : pam_start_confdir(service.constData(), account.constData(), &m_conversation,
-                                    folder.constData(), &m_handle);
+        m_status = pam_start(service.toLocal8Bit().constData(), account.constData(),
+                             &m_conversation, &m_handle);
     }
     ~Transaction()
     {
@@ -95,7 +97,7 @@ public:
     int run(int (*step)(pam_handle_t *, int))
     {
         if (m_status == PAM_SUCCESS)
-            m_status = step(m_handle, PAM_SILENT);
+            m_status = step(m_handle, 0);
         return m_status;
     }
     [[nodiscard]] int status() const { return m_status; }
@@ -111,15 +113,11 @@ private:
 };
 
 /// Without a file of its own, a service gets the rules of "other", which may be anything.
-bool serviceFileExists(const PamOptions &options)
+bool serviceFileExists(const QString &service)
 {
-    const QStringList folders =
-        options.configurationFolder.isEmpty()
-            ? QStringList{QStringLiteral("/etc/pam.d"), QStringLiteral("/usr/lib/pam.d")}
-            : QStringList{options.configurationFolder};
-    return std::any_of(folders.begin(), folders.end(), [&](const QString &folder) {
-        return access((folder + u'/' + options.service).toLocal8Bit().constData(), R_OK) == 0;
-    });
+    const QByteArray name = service.toLocal8Bit();
+    return access(("/etc/pam.d/" + name).constData(), R_OK) == 0 ||
+           access(("/usr/lib/pam.d/" + name).constData(), R_OK) == 0;
 }
 
 /// Only root can see that an account is locked; to PAM every password of it is just wrong.
@@ -137,7 +135,7 @@ bool isLocked(const QByteArray &account)
 
 } // namespace
 
-Result<bool, DirectoryError> PamPasswordCheck::verify(const PamOptions &options,
+Result<bool, DirectoryError> PamPasswordCheck::verify(const QString &service,
                                                       const NameService::User &user,
                                                       bool isDirectoryAccount,
                                                       std::u16string_view password)
@@ -158,23 +156,23 @@ Result<bool, DirectoryError> PamPasswordCheck::verify(const PamOptions &options,
                            "The password of \"%1\" cannot be checked, as this process may gain no "
                            "privileges (no_new_privs).");
     }
-    if (!serviceFileExists(options))
+    if (!serviceFileExists(service))
         return Failure{DirectoryError{
             Code::FileUnreadable,
             QStringLiteral("The PAM service file \"%1\" is missing or cannot be read, so no "
                            "password can be checked.")
-                .arg(options.service)}};
+                .arg(service)}};
     const PasswordBytes bytes(password);
     if (!bytes.isValid())
         return failure(Code::AuthenticationRefused,
                        "The password given for \"%1\" is not valid text.");
 
-    Conversation conversation{&bytes, 0};
-    Transaction transaction(options, user.name, conversation);
+    Conversation conversation{&bytes, 0, {}};
+    Transaction transaction(service, user.name, conversation);
     if (transaction.status() != PAM_SUCCESS)
         return Failure{DirectoryError{
             Code::Internal, QStringLiteral("PAM cannot be started with the service \"%1\" (%2).")
-                                .arg(options.service)
+                                .arg(service)
                                 .arg(transaction.status())}};
 
     switch (transaction.run(pam_authenticate)) {
@@ -219,9 +217,13 @@ Result<bool, DirectoryError> PamPasswordCheck::verify(const PamOptions &options,
     case PAM_AUTHTOK_EXPIRED:
         return failure(Code::AuthenticationRefused,
                        "The password of \"%1\" expired too long ago to be changed.");
-    default:
-        return Failure{DirectoryError{Code::AuthenticationRefused,
-                                      QStringLiteral("The account \"%1\" may not be used: %2")
-                                          .arg(name, transaction.statusText())}};
+    default: {
+        // Stacks commonly end in a module that just denies, so the reason is only in the messages.
+        const QString reason = conversation.errors.isEmpty() ? transaction.statusText()
+                                                             : conversation.errors.join(u' ');
+        return Failure{DirectoryError{
+            Code::AuthenticationRefused,
+            QStringLiteral("The account \"%1\" may not be used: %2").arg(name, reason)}};
+    }
     }
 }

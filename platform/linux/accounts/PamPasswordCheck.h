@@ -7,13 +7,6 @@
 
 #include <string_view>
 
-struct PamOptions
-{
-    QString service = QStringLiteral("zevrikselfservice");
-    /// A folder with the service file in place of the system's; empty for the system's. For tests.
-    QString configurationFolder;
-};
-
 namespace PamPasswordCheck {
 
 /// Whether `password` (UTF-16, host byte order) is the account's, by Linux-PAM: authentication,
@@ -26,7 +19,7 @@ namespace PamPasswordCheck {
 /// by a process that is not root (unless `isDirectoryAccount`, whose check a service carries out),
 /// any check under no_new_privs; FileUnreadable when the service file is missing. A password that
 /// is right but has to be changed is right.
-[[nodiscard]] Result<bool, DirectoryError> verify(const PamOptions &options,
+[[nodiscard]] Result<bool, DirectoryError> verify(const QString &service,
                                                   const NameService::User &user,
                                                   bool isDirectoryAccount,
                                                   std::u16string_view password);

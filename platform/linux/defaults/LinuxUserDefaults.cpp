@@ -1,6 +1,7 @@
 #include "platform/linux/defaults/LinuxUserDefaults.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <array>
 #include <utility>
@@ -20,7 +21,9 @@ std::shared_ptr<LinuxUserDefaults>
 LinuxUserDefaults::forFile(const QString &domain, const QString &file, DiagnosticSink diagnostics)
 {
     auto store = std::make_shared<LinuxUserDefaults>(domain, QStringList(), std::move(diagnostics));
-    store->m_layers.emplace_back(file, DefaultsFile::Presence::Required);
+    // The working folder may change later.
+    store->m_layers.emplace_back(QFileInfo(file).absoluteFilePath(),
+                                 DefaultsFile::Presence::Required);
     return store;
 }
 

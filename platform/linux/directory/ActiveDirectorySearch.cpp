@@ -3,6 +3,7 @@
 #include "platform/linux/directory/DnsServiceRecords.h"
 #include "platform/linux/directory/KerberosTicket.h"
 #include "platform/linux/directory/LdapNames.h"
+#include "platform/linux/directory/LdapSession.h"
 
 #include <QRandomGenerator>
 
@@ -145,6 +146,8 @@ ActiveDirectorySearch::Outcome<DirectoryRecords> ActiveDirectorySearch::run()
                              (m_query.value.isEmpty() || m_query.value.contains(QChar(0)));
     if (hasNoAnswer)
         return DirectoryRecords{};
+    if (const auto problem = LdapSession::problemOf(m_settings))
+        return Failure{*problem};
     if (const auto problem = findDomain())
         return Failure{*problem};
     if (const auto problem = findFacts())

@@ -50,6 +50,8 @@ std::optional<DirectoryServerAddress> readAddress(const QString &text)
         if (end < 2)
             return std::nullopt;
         address.host = text.mid(1, end - 1);
+        if (!address.host.contains(u':'))
+            return std::nullopt;
         for (const QChar c : std::as_const(address.host)) {
             if (!c.isDigit() && !(c.toLower() >= u'a' && c.toLower() <= u'f') && c != u':' &&
                 c != u'.')

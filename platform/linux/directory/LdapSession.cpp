@@ -155,9 +155,9 @@ Problem bindWithPassword(const Context &context, ldap *handle)
     Secret secret;
     // An empty password would make the bind an anonymous one that succeeds.
     if (!readPassword(context.settings.bindPasswordFile, secret))
-        return DirectoryError{Code::CredentialsMissing,
-                              QStringLiteral("The password file '%1' cannot be read or is empty")
-                                  .arg(context.settings.bindPasswordFile)};
+        return named(context.serverName, Code::CredentialsMissing,
+                     QStringLiteral("the password file '%1' cannot be read or is empty")
+                         .arg(context.settings.bindPasswordFile));
     const QByteArray name = context.settings.bindName.toUtf8();
     berval credentials{static_cast<ber_len_t>(secret.length), secret.text.data()};
     const int status = ldap_sasl_bind_s(handle, name.constData(), LDAP_SASL_SIMPLE, &credentials,
@@ -215,10 +215,21 @@ DirectoryError failure(const QString &serverName, ldap *handle, const QString &d
     QString what = QStringLiteral("%1: %2").arg(doing, QString::fromUtf8(ldap_err2string(status)));
     char *more = nullptr;
     ldap_get_option(handle, LDAP_OPT_DIAGNOSTIC_MESSAGE, &more);
-    if (more && *more)
+    const bool isTelling = more && *more && !std::strstr(more, "unknown error code");
+    if (isTelling)
         what += QStringLiteral(" (%1)").arg(QString::fromUtf8(more).simplified().left(300));
     ldap_memfree(more);
     return named(serverName, code, what);
+}
+
+Problem problemOf(const DirectorySettings &settings)
+{
+    if (settings.bind != DirectorySettings::Bind::Simple || usesTls(settings) ||
+        settings.allowUnprotected)
+        return std::nullopt;
+    return DirectoryError{
+        Code::ProtectionRefused,
+        QStringLiteral("The directory password is not sent over a connection without TLS")};
 }
 
 Result<int, DirectoryError> connectSocket(const Context &context)
@@ -320,7 +331,8 @@ Problem protect(const Context &context, ldap *handle)
                            : ldap_start_tls_s(handle, nullptr, nullptr);
     if (status == LDAP_SUCCESS)
         return std::nullopt;
-    DirectoryError problem = failure(context.serverName, handle, QStringLiteral("TLS"), status);
+    DirectoryError problem =
+        failure(context.serverName, handle, QStringLiteral("no verified TLS"), status);
     if (status != LDAP_SERVER_DOWN && status != LDAP_TIMEOUT && status != LDAP_UNAVAILABLE)
         problem.code = Code::ProtectionRefused;
     return problem;
@@ -330,9 +342,8 @@ Problem bind(const Context &context, ldap *handle)
 {
     const bool overTls = usesTls(context.settings);
     const bool isSimple = context.settings.bind == DirectorySettings::Bind::Simple;
-    if (isSimple && !overTls && !context.settings.allowUnprotected)
-        return named(context.serverName, Code::ProtectionRefused,
-                     QStringLiteral("a password is not sent over a connection without TLS"));
+    if (const Problem problem = problemOf(context.settings))
+        return problem;
     if (const Problem problem =
             isSimple ? bindWithPassword(context, handle) : bindWithTicket(context, handle, overTls))
         return problem;

@@ -26,6 +26,9 @@ struct Context
     TimePoint limit;
 };
 
+/// What makes every connection with these settings one that may not be used.
+[[nodiscard]] std::optional<DirectoryError> problemOf(const DirectorySettings &settings);
+
 /// A connected socket, the caller's to close.
 [[nodiscard]] Result<int, DirectoryError> connectSocket(const Context &context);
 

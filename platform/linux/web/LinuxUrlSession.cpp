@@ -16,12 +16,19 @@ namespace {
 class SessionCore;
 
 /// Runs one session's transfers until none is left.
+/// Destroying it waits for that.
 class SessionThread final : public QThread
 {
 public:
     explicit SessionThread(std::shared_ptr<SessionCore> core) : m_core(std::move(core))
     {
         setObjectName(QStringLiteral("url-session"));
+    }
+    ~SessionThread() override
+    {
+        wait();
+        // Everything that the thread did comes before what follows, also by a lock of ours.
+        const std::lock_guard guard(m_lock);
     }
     void run() override;
     [[nodiscard]] bool hasEnded() const
@@ -176,9 +183,8 @@ bool LinuxUrlSessionRegistry::start(const std::shared_ptr<SessionCore> &core)
 
 void LinuxUrlSessionRegistry::reap()
 {
-    m_threads.remove_if([](const std::unique_ptr<SessionThread> &thread) {
-        return thread->hasEnded() && thread->wait();
-    });
+    m_threads.remove_if(
+        [](const std::unique_ptr<SessionThread> &thread) { return thread->hasEnded(); });
     m_cores.remove_if([](const std::weak_ptr<SessionCore> &core) { return core.expired(); });
 }
 
@@ -196,8 +202,7 @@ void LinuxUrlSessionRegistry::close()
         if (const auto core = weak.lock())
             core->invalidate();
     }
-    for (const auto &thread : threads)
-        thread->wait();
+    threads.clear();
 }
 
 LinuxUrlSessionFactory::LinuxUrlSessionFactory(DiagnosticSink diagnostics,

@@ -6,6 +6,8 @@
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
+#include <QNetworkProxyQuery>
 #include <QNetworkRequest>
 #include <QSocketNotifier>
 #include <QSslCertificate>
@@ -57,6 +59,19 @@ bool isStatusError(QNetworkReply::NetworkError error)
     return error >= QNetworkReply::ContentAccessDenied && error != QNetworkReply::ProtocolFailure &&
            error != QNetworkReply::ProtocolUnknownError &&
            error != QNetworkReply::ProtocolInvalidOperationError;
+}
+
+bool isFollowed(int status)
+{
+    return (status >= 301 && status <= 303) || status == 305 || status == 307 || status == 308;
+}
+
+/// Whether it is a proxy that is connected to.
+bool goesToProxy(const QNetworkReply &reply)
+{
+    const QList<QNetworkProxy> proxies =
+        reply.manager()->proxyFactory()->queryProxy(QNetworkProxyQuery(reply.url()));
+    return !proxies.isEmpty() && proxies.first().type() != QNetworkProxy::NoProxy;
 }
 
 std::optional<QSslConfiguration> tlsConfiguration(const LinuxUrlSessionLimits &limits)
@@ -113,6 +128,9 @@ std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // Qt would end a body that unpacks to a multiple of its size without an error; the limit of
+    // ours does better.
+    request.setDecompressedSafetyCheckThreshold(-1);
     if (const auto tls = tlsConfiguration(m_settings.limits))
         request.setSslConfiguration(*tls);
 
@@ -129,9 +147,8 @@ std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
         finished(*reply);
     if (!m_ended)
         loop.exec();
+    // Its end, which ends the request as well, is nobody's business any more.
     reply->disconnect();
-    if (reply->isRunning())
-        reply->abort();
     m_loop = nullptr;
     return m_error;
 }
@@ -164,8 +181,7 @@ void LinuxUrlTransfer::readHead(QNetworkReply &reply)
     if (m_ended || m_headRead || !status.isValid())
         return;
     // An answer that redirects is followed, and the one after it is the one that counts.
-    if (reply.attribute(QNetworkRequest::RedirectionTargetAttribute).isValid() &&
-        !reply.isFinished())
+    if (isFollowed(status.toInt()) && reply.hasRawHeader("Location") && !reply.isFinished())
         return;
     m_headRead = true;
     const auto delegate = m_delegate.lock();
@@ -204,7 +220,13 @@ void LinuxUrlTransfer::finished(QNetworkReply &reply)
 {
     const QNetworkReply::NetworkError error = reply.error();
     if (error != QNetworkReply::NoError && !isStatusError(error)) {
-        fail(codeOf(error), reply.errorString());
+        const UrlError::Code code = codeOf(error);
+        // Qt has codes of their own for a proxy's failures, but does not use them for all.
+        const bool proxyFailed = code == UrlError::Code::CannotConnect ||
+                                 code == UrlError::Code::HostNotFound ||
+                                 error == QNetworkReply::UnknownNetworkError;
+        fail(proxyFailed && goesToProxy(reply) ? UrlError::Code::ProxyFailed : code,
+             reply.errorString());
         return;
     }
     readBody(reply);

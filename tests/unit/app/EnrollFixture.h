@@ -1,9 +1,11 @@
 #pragma once
 
 #include "app/SSEnroll.h"
+#include "tests/support/FakeDirectory.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/FakeUrlSession.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -14,18 +16,23 @@ class EnrollFixture
 public:
     EnrollFixture()
     {
-        fake.platform.directory = std::make_shared<Directory>(this);
+        fake.platform.directory = directory;
         fake.platform.urlSessions = urls;
     }
 
     static QString oid() { return QStringLiteral("1.3.6.1.4.1.32473.2.3.1"); }
     static QString identifier() { return QStringLiteral("{0DA0AD54-B798-4608-8B7E-A517AD2563A6}"); }
 
-    void start() { enroll = SSEnroll::initWithNotification(std::nullopt); }
+    void start()
+    {
+        fillDirectory();
+        enroll = SSEnroll::initWithNotification(std::nullopt);
+    }
     void startWithClick(const QString &clicked)
     {
         UserNotification notification;
         notification.identifier = clicked;
+        fillDirectory();
         enroll = SSEnroll::initWithNotification(notification);
     }
     /// Up to the first question asked of the web interface.
@@ -58,8 +65,21 @@ public:
         return fake.log->lines().filter(QStringLiteral("[Error]"));
     }
 
-    bool directoryFails = false;
-    int searches = 0; ///< for connection points
+    void setDirectoryFails(bool fails)
+    {
+        directory->connectionPoints.error =
+            fails ? std::optional(QStringLiteral("no server")) : std::nullopt;
+    }
+    /// How often connection points were searched for.
+    [[nodiscard]] qsizetype searches() const
+    {
+        return std::count_if(directory->calls.cbegin(), directory->calls.cend(),
+                             [](const FakeDirectory::Call &call) {
+                                 return call.query.recordType ==
+                                        DirectoryRecordType::FileMakerServers;
+                             });
+    }
+
     bool userIsOfADomain = true;
     QMap<QString, QString> keywords{
         {oid(), {}},
@@ -75,83 +95,30 @@ public:
 
     FakePlatform fake;
     std::shared_ptr<FakeUrlSessionFactory> urls = std::make_shared<FakeUrlSessionFactory>();
+    std::shared_ptr<FakeDirectory> directory = std::make_shared<FakeDirectory>();
     std::shared_ptr<SSEnroll> enroll;
 
-private:
-    class Record final : public DirectoryRecord
+    /// Puts the user and the connection point into the directory; start() does it by itself.
+    void fillDirectory()
     {
-    public:
-        explicit Record(DirectoryDetails details) : m_details(std::move(details)) {}
-        [[nodiscard]] QString description() const override { return QStringLiteral("record"); }
-        [[nodiscard]] Result<DirectoryDetails, DirectoryError> details() override
-        {
-            return m_details;
+        directory->users = {};
+        directory->connectionPoints.records.clear();
+        DirectoryDetails user;
+        user.insert(QString::fromUtf16(DirectoryAttribute::RecordName), {QStringLiteral("jdoe")});
+        if (userIsOfADomain) {
+            user.insert(QString::fromUtf16(DirectoryAttribute::PrimaryNTDomain),
+                        {QStringLiteral("CORP")});
         }
-        [[nodiscard]] Result<bool, DirectoryError> verifyPassword(std::u16string_view) override
-        {
-            return false;
-        }
-
-    private:
-        DirectoryDetails m_details;
-    };
-
-    class Node final : public DirectoryNode
-    {
-    public:
-        explicit Node(EnrollFixture *fixture) : m_fixture(fixture) {}
-        [[nodiscard]] Result<DirectoryRecords, DirectoryError>
-        query(const DirectoryQuery &query) override
-        {
-            DirectoryDetails details;
-            if (query.recordType == DirectoryRecordType::Users) {
-                details.insert(QString::fromUtf16(DirectoryAttribute::RecordName), {query.value});
-                if (m_fixture->userIsOfADomain) {
-                    details.insert(QString::fromUtf16(DirectoryAttribute::PrimaryNTDomain),
-                                   {QStringLiteral("CORP")});
-                }
-            } else {
-                ++m_fixture->searches;
-                if (m_fixture->directoryFails) {
-                    return Failure{DirectoryError{DirectoryError::Code::ServerUnreachable,
-                                                  QStringLiteral("no server")}};
-                }
-                QStringList values;
-                for (auto it = m_fixture->keywords.cbegin(); it != m_fixture->keywords.cend();
-                     ++it) {
-                    values.append(it.key() == oid() ? it.key()
-                                                    : it.key() + QLatin1Char('=') + it.value());
-                }
-                details.insert(QStringLiteral("keywords"), values);
-                details.insert(QStringLiteral("serviceDNSName"), {QStringLiteral("host")});
-                details.insert(QStringLiteral("objectClass"),
-                               {QStringLiteral("serviceConnectionPoint")});
-                details.insert(QString::fromUtf16(DirectoryAttribute::MetaNodeLocation),
-                               {QStringLiteral("/Active Directory/CORP/All Domains")});
-            }
-            return DirectoryRecords{std::make_shared<Record>(details)};
-        }
-
-    private:
-        EnrollFixture *m_fixture;
-    };
-
-    class Directory final : public DirectoryService
-    {
-    public:
-        explicit Directory(EnrollFixture *fixture) : m_fixture(fixture) {}
-        [[nodiscard]] Result<std::shared_ptr<DirectoryNode>, DirectoryError>
-        nodeWithName(const QString &) override
-        {
-            return std::shared_ptr<DirectoryNode>(std::make_shared<Node>(m_fixture));
-        }
-        [[nodiscard]] Result<std::shared_ptr<DirectoryNode>, DirectoryError>
-        nodeWithType(quint32) override
-        {
-            return std::shared_ptr<DirectoryNode>(std::make_shared<Node>(m_fixture));
-        }
-
-    private:
-        EnrollFixture *m_fixture;
-    };
+        FakeDirectory::add(directory->users, user);
+        QStringList values;
+        for (auto it = keywords.cbegin(); it != keywords.cend(); ++it)
+            values.append(it.key() == oid() ? it.key() : it.key() + QLatin1Char('=') + it.value());
+        FakeDirectory::add(
+            directory->connectionPoints,
+            {{QStringLiteral("keywords"), values},
+             {QStringLiteral("serviceDNSName"), {QStringLiteral("host")}},
+             {QStringLiteral("objectClass"), {QStringLiteral("serviceConnectionPoint")}},
+             {QString::fromUtf16(DirectoryAttribute::MetaNodeLocation),
+              {QStringLiteral("/Active Directory/CORP/All Domains")}}});
+    }
 };

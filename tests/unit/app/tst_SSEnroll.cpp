@@ -137,21 +137,21 @@ private Q_SLOTS:
         f.userIsOfADomain = false;
         f.start();
         QVERIFY(f.terminated());
-        QCOMPARE(f.searches, 0);
+        QCOMPARE(f.searches(), 0);
     }
 
     void sevenDirectoryAttemptsThenTheProcessEnds()
     {
         EnrollFixture f;
-        f.directoryFails = true;
+        f.setDirectoryFails(true);
         f.start();
-        QCOMPARE(f.searches, 1);
+        QCOMPARE(f.searches(), 1);
         for (int attempt = 2; attempt <= 7; ++attempt) {
             QVERIFY(!f.terminated());
             f.fake.runLoop->advance(9.9);
-            QCOMPARE(f.searches, attempt - 1);
+            QCOMPARE(f.searches(), attempt - 1);
             f.fake.runLoop->advance(0.1);
-            QCOMPARE(f.searches, attempt);
+            QCOMPARE(f.searches(), attempt);
         }
         QVERIFY(f.terminated());
         QCOMPARE(f.enroll->tryCount(), 7);
@@ -159,18 +159,18 @@ private Q_SLOTS:
             f.errors().last(),
             QStringLiteral("[Error]: Enroll: Unable retrieve settings from Active Directory."));
         f.fake.runLoop->advance(3600);
-        QCOMPARE(f.searches, 7);
+        QCOMPARE(f.searches(), 7);
     }
 
     void aDirectoryThatComesBackIsTakenUp()
     {
         EnrollFixture f;
-        f.directoryFails = true;
+        f.setDirectoryFails(true);
         f.start();
         f.fake.runLoop->advance(20);
-        f.directoryFails = false;
+        f.setDirectoryFails(false);
         f.fake.runLoop->advance(10);
-        QCOMPARE(f.searches, 4);
+        QCOMPARE(f.searches(), 4);
         f.fake.runLoop->advance(10);
         QCOMPARE(f.urls->urls().size(), 1);
     }
@@ -326,11 +326,11 @@ private Q_SLOTS:
     void aClickIsHandledAfterTheDirectoryHasComeBack()
     {
         EnrollFixture f;
-        f.directoryFails = true;
+        f.setDirectoryFails(true);
         f.startWithClick(f.identifier());
         f.fake.runLoop->advance(10);
         QVERIFY(f.fake.workspace->opened.isEmpty());
-        f.directoryFails = false;
+        f.setDirectoryFails(false);
         f.fake.runLoop->advance(10);
         QCOMPARE(f.fake.workspace->opened.size(), 1);
     }
@@ -338,10 +338,10 @@ private Q_SLOTS:
     void aClickWithoutADirectoryEndsAfterSevenAttempts()
     {
         EnrollFixture f;
-        f.directoryFails = true;
+        f.setDirectoryFails(true);
         f.startWithClick(f.identifier());
         f.fake.runLoop->advance(60);
-        QCOMPARE(f.searches, 7);
+        QCOMPARE(f.searches(), 7);
         QVERIFY(f.terminated());
         QVERIFY(f.fake.workspace->opened.isEmpty());
     }

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void theSwitchMakesAController()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const auto delegate = SSEnrollAppDelegate::initWithShowExtras(true);
         QVERIFY(delegate->showExtras());
         QVERIFY(!delegate->enroll());
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void aClickMakesAControllerThatHandlesIt()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const auto delegate = SSEnrollAppDelegate::initWithShowExtras(false);
         LaunchNotice notice;
         notice.userNotification.emplace().identifier = f.identifier();
@@ -45,6 +47,7 @@ private Q_SLOTS:
     void neitherShowsTheAlertAndEnds()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const auto delegate = SSEnrollAppDelegate::initWithShowExtras(false);
         delegate->applicationDidFinishLaunching({});
         QVERIFY(!delegate->enroll());
@@ -55,6 +58,7 @@ private Q_SLOTS:
     void modalHelpers()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const auto delegate = SSEnrollAppDelegate::initWithShowExtras(false);
         f.fake.alerts->response = 1001;
         QCOMPARE(delegate->alertWithAlert({}), 1001);

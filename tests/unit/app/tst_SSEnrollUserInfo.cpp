@@ -23,6 +23,7 @@ class tst_SSEnrollUserInfo : public QObject
     {
         explicit Query(const QByteArray &action = "heard", bool withUrl = true)
         {
+            f.fillDirectory();
             QMap<QString, QString> data = f.keywords;
             if (!withUrl)
                 data.remove(QStringLiteral("EnrollSysNotification.Url"));

@@ -1,3 +1,4 @@
+#include "app/SSDiagnosticLog.h"
 #include "app/SSEntry.h"
 #include "tests/unit/app/EnrollFixture.h"
 
@@ -32,9 +33,10 @@ private Q_SLOTS:
     void logOfTheStart()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
         const std::vector<const char *> arguments{"program"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         const QStringList lines = f.fake.log->lines();
         QCOMPARE(lines.at(0), QStringLiteral("[Info]: ****************************** Enroll "
                                              "******************************"));
@@ -46,23 +48,45 @@ private Q_SLOTS:
     void theLevelComesFromTheDefaults()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(1));
         const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
         f.userIsOfADomain = false;
-        QCOMPARE(SSEntry::run(arguments), 0);
+        f.fillDirectory();
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.log->lines(),
                  QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)")});
 
         EnrollFixture silent;
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QVERIFY(silent.fake.log->rawLines().isEmpty());
+    }
+
+    void whatTheAdaptersSaidEarlyIsLoggedOnceTheLevelIsKnown()
+    {
+        EnrollFixture f;
+        f.fillDirectory();
+        f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(1));
+        const SSDiagnosticLog diagnostics;
+        const DiagnosticSink sink = diagnostics.sink();
+        sink(1, DiagnosticType::Error, QStringLiteral("early %@"));
+        sink(2, DiagnosticType::Info, QStringLiteral("detail"));
+        QVERIFY(f.fake.log->lines().isEmpty());
+        const std::vector<const char *> arguments{"program"};
+        QCOMPARE(SSEntry::run(arguments, diagnostics), 0);
+        sink(1, DiagnosticType::Debug, QStringLiteral("late"));
+        QCOMPARE(f.fake.log->lines(),
+                 (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
+                              QStringLiteral("[Error]: early %@"),
+                              QStringLiteral("[Debug]: late")}));
     }
 
     void thePlainRoleSaysThatNothingIsConfigured()
     {
         EnrollFixture f;
+        f.fillDirectory();
         const std::vector<const char *> arguments{"program"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.alerts->shown.size(), 1);
         const Alert alert = f.fake.alerts->shown.first();
         QCOMPARE(alert.messageText, QStringLiteral("This service is not configured."));
@@ -77,12 +101,13 @@ private Q_SLOTS:
     void theTrayRoleIsResidentAndShowsNoAlert()
     {
         EnrollFixture f;
+        f.fillDirectory();
         bool armed = false;
         f.fake.application->duringRun = [&] {
             armed = f.fake.runLoop->armedIntervals().contains(10.0);
         };
         const std::vector<const char *> arguments{"program", "--enrollmenuextra"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QVERIFY(armed);
         QVERIFY(f.fake.application->resident);
         QVERIFY(f.fake.alerts->shown.isEmpty());
@@ -91,6 +116,7 @@ private Q_SLOTS:
     void sigtermEndsInOrder()
     {
         EnrollFixture f;
+        f.fillDirectory();
         f.fake.defaults->values.insert(QStringLiteral("LogLevel"), qlonglong(2));
         f.fake.application->duringRun = [&] {
             f.fake.runLoop->advance(10);
@@ -99,7 +125,7 @@ private Q_SLOTS:
             f.fake.application->terminationHandler();
         };
         const std::vector<const char *> arguments{"program", "--enrollMenuExtra"};
-        QCOMPARE(SSEntry::run(arguments), 0);
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.application->terminateCalls, 1);
         QCOMPARE(f.fake.statusBar->itemsShown(), 0);
         QVERIFY(f.fake.notificationCenter->delivered.isEmpty());

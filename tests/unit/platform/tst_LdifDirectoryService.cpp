@@ -312,6 +312,19 @@ private Q_SLOTS:
         QVERIFY(m_diagnostics[1].contains(QStringLiteral("line 5")));
     }
 
+    void aByteOrderMarkThatBeginsAValueIsPartOfIt()
+    {
+        LdifDirectoryService service(
+            write("dn: CN=a\nobjectClass: user\nsAMAccountName: \xEF\xBB\xBF"
+                  "a\n"),
+            sink());
+        QVERIFY(ask(service, false, usersNamed(QStringLiteral("a"))).isEmpty());
+        const QString name = QChar(QChar::ByteOrderMark) + QStringLiteral("a");
+        const auto records = ask(service, false, usersNamed(name));
+        QCOMPARE(records.size(), 1);
+        QCOMPARE(first(records[0], DirectoryAttribute::RecordName), name);
+    }
+
     void anEntryWithoutANameIsReportedAndPassedOver()
     {
         LdifDirectoryService service(write("dn: CN=a\nobjectClass: user\n\n"

@@ -1,6 +1,5 @@
 #include "platform/embedded/directory/LdifDocument.h"
 
-#include <QElapsedTimer>
 #include <QTest>
 
 class tst_LdifDocument : public QObject

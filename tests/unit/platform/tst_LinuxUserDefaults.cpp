@@ -8,6 +8,9 @@
 #include <QTest>
 
 #include <array>
+#include <atomic>
+#include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -288,6 +291,49 @@ private Q_SLOTS:
         write(path, xml(text("a", "given")));
         QCOMPARE(store->objectForKey(QStringLiteral("a")), QVariant(QStringLiteral("given")));
         QCOMPARE(reported.size(), 1);
+    }
+
+    void aGivenFileIsTheOneNamedAtTheStart()
+    {
+        QTemporaryDir folder;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(folder.path()));
+        write(QStringLiteral("given.plist"), xml(text("a", "x")));
+        const auto store =
+            LinuxUserDefaults::forFile(domain(), QStringLiteral("given.plist"), nullptr);
+        QVERIFY(QDir::setCurrent(before));
+        QCOMPARE(store->objectForKey(QStringLiteral("a")), QVariant(QStringLiteral("x")));
+    }
+
+    void threadsLookUpWhileTheFileIsReplaced()
+    {
+        Layers layers;
+        write(layers.user, xml(text("a", "old")));
+        std::atomic<bool> stop{false};
+        std::atomic<int> wrong{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&] {
+                while (!stop) {
+                    const QString value = layers["a"].value_or(QVariant()).toString();
+                    if (value != QLatin1String("old") && value != QLatin1String("new"))
+                        ++wrong;
+                }
+            });
+        }
+        const QString other = layers.user + QLatin1String(".new");
+        for (int i = 0; i < 200; ++i) {
+            write(other, xml(text("a", i % 2 == 0 ? "new" : "old")));
+            QCOMPARE(::rename(QFile::encodeName(other).constData(),
+                              QFile::encodeName(layers.user).constData()),
+                     0);
+        }
+        stop = true;
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(wrong.load(), 0);
+        QCOMPARE(layers["a"], QVariant(QStringLiteral("old")));
+        QCOMPARE(layers.reports(), QStringList());
     }
 
     void layerFilesOfAUser()

@@ -65,7 +65,7 @@ private Q_SLOTS:
     {
         LocalAccountNode node({{{QStringLiteral("CORP"), QStringLiteral("corp.example.test")}},
                                QStringLiteral("/etc/passwd"),
-                               {}},
+                               QStringLiteral("zevrikselfservice")},
                               nullptr);
         const auto records =
             node.query(query(DirectoryAttribute::RecordName, DirectoryMatchType::EqualTo, "root"));
@@ -118,7 +118,9 @@ private Q_SLOTS:
         LocalAccountNode node({}, nullptr);
         auto all = query(DirectoryAttribute::RecordName, DirectoryMatchType::BeginsWith, "roo");
         int roots = 0;
-        for (const auto &record : node.query(all).value())
+        const auto listed = node.query(all);
+        QVERIFY(listed.ok());
+        for (const auto &record : listed.value())
             roots += record->description() == QStringLiteral("/Local/Default/Users/root");
         QCOMPARE(roots, 1);
 
