@@ -1,34 +1,32 @@
 #include "app/ctl/SSControl.h"
 
+#include "app/SSDiagnosticLog.h"
 #include "app/ctl/SSControlArguments.h"
 #include "app/ctl/SSControlErrors.h"
 #include "app/ctl/SSControlHelp.h"
 #include "app/ctl/SSControlText.h"
 #include "foundation/SSDefaults.h"
 #include "foundation/SSLogger.h"
+#include "platform/LogFile.h"
 
 #include <QJsonDocument>
 
 #include <algorithm>
+#include <atomic>
 #include <ostream>
 #include <utility>
 
 namespace {
 
-/// As the agent, but that errors are heard of at every level: at a silent one they reach the
-/// terminal and not the file.
-void openLog(Platform &platform, const std::shared_ptr<SSControlErrors> &errors)
+/// Counts the errors that pass to the log.
+DiagnosticSink counting(DiagnosticSink sink, const std::shared_ptr<std::atomic<int>> &errors)
 {
-    const std::shared_ptr<LogFile> logFile = std::exchange(platform.logFile, errors);
-    Platform::install(&platform);
-    const auto logger = SSLogger::sharedInstance();
-    if (!logger)
-        return;
-    logger->setLogLevel(1);
-    const quint32 level = SSDefaults::defaults()->getLogLevel();
-    logger->setLogLevel(std::max(level, 1U));
-    if (level > 0)
-        errors->setLogFile(logFile);
+    return [sink = std::move(sink), errors](unsigned level, DiagnosticType type,
+                                            const QString &message) {
+        if (type == DiagnosticType::Error)
+            ++*errors;
+        sink(level, type, message);
+    };
 }
 
 } // namespace
@@ -59,16 +57,29 @@ int SSControl::run(std::span<const char *const> arguments, PlatformOptions optio
     }
 
     const auto errors = std::make_shared<SSControlErrors>();
+    const SSDiagnosticLog diagnostics;
+    const auto reported = std::make_shared<std::atomic<int>>(0);
     options.createLogFile = false;
     options.ldifFile = parsed.value("ldif");
     options.defaultsFile = parsed.value("defaults");
-    options.diagnostics = SSControlErrors::sink(errors);
+    options.diagnostics = counting(diagnostics.sink(), reported);
     Platform platform = m_makePlatform(options);
-    openLog(platform, errors);
+    const std::shared_ptr<LogFile> logFile = std::exchange(platform.logFile, errors);
+    Platform::install(&platform);
+
+    const int reportedBefore = *reported;
+    const quint32 level = SSDefaults::defaults()->getLogLevel();
+    const bool defaultsFailed = *reported != reportedBefore;
+    // Errors are heard of at every level: at the silent one they reach the terminal alone.
+    if (const auto logger = SSLogger::sharedInstance())
+        logger->setLogLevel(std::max(level, 1U));
+    if (level > 0)
+        errors->setLogFile(logFile);
+    diagnostics.open();
 
     SSControlAnswer answer;
-    // Defaults that were named but cannot be read would give answers about other ones.
-    if (options.defaultsFile && !errors->messages().isEmpty())
+    // Without the defaults that were asked for, the answer would be about others.
+    if (options.defaultsFile && defaultsFailed)
         answer = SSControlAnswer::failed(QStringLiteral("the defaults file cannot be used"));
     else
         answer = command->run(parsed.invocation());

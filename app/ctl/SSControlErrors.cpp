@@ -1,8 +1,6 @@
 #include "app/ctl/SSControlErrors.h"
 
-#include "app/SSDiagnosticLog.h"
 #include "foundation/SSLogger.h"
-#include "platform/Platform.h"
 
 #include <utility>
 
@@ -48,15 +46,4 @@ QStringList SSControlErrors::messages() const
 {
     const std::lock_guard guard(m_lock);
     return m_messages;
-}
-
-DiagnosticSink SSControlErrors::sink(const std::shared_ptr<SSControlErrors> &errors)
-{
-    return [errors, log = SSDiagnosticLog::sink()](unsigned level, DiagnosticType type,
-                                                   const QString &message) {
-        if (Platform::isInstalled())
-            log(level, type, message);
-        else if (type == DiagnosticType::Error)
-            errors->remember(message);
-    };
 }

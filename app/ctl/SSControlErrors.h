@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Diagnostics.h"
 #include "platform/LogFile.h"
 
 #include <QString>
@@ -24,10 +23,6 @@ public:
     void append(const QString &path, QByteArrayView line) override;
     void remember(const QString &message);
     [[nodiscard]] QStringList messages() const;
-
-    /// Takes what adapters report while they are being made, when there is no log yet, and hands
-    /// everything to the log afterwards. Lives on in the adapters, so it shares ownership.
-    [[nodiscard]] static DiagnosticSink sink(const std::shared_ptr<SSControlErrors> &errors);
 
 private:
     mutable std::mutex m_lock;
