@@ -36,7 +36,7 @@ function(ss_unit_test name)
     target_link_libraries(${name} PRIVATE ss_build_options Qt6::Test ${ARG_LINKS})
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS unit
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;LC_ALL=C.UTF-8;TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp")
 endfunction()
 
 # ss_fuzzer(NAME source LINKS targets…): one libFuzzer program with its corpus in corpus/NAME beside it.

@@ -30,7 +30,8 @@ public:
     /// Only when ok().
     [[nodiscard]] const Value &value() const & { return *std::get_if<0>(&m_state); }
     [[nodiscard]] Value &value() & { return *std::get_if<0>(&m_state); }
-    [[nodiscard]] Value &&value() && { return std::move(*std::get_if<0>(&m_state)); }
+    // By value: a reference into a temporary would dangle in a range-based for.
+    [[nodiscard]] Value value() && { return std::move(*std::get_if<0>(&m_state)); }
 
     /// Only when not ok().
     [[nodiscard]] const Error &error() const { return *std::get_if<1>(&m_state); }

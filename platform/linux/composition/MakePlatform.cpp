@@ -37,8 +37,8 @@ QList<AccountDomain> accountDomains(const DirectorySettings &settings)
         return {};
     // By default a domain's NetBIOS name is the first label of its DNS name.
     const QString netBiosName = settings.netBiosDomain.isEmpty()
-        ? dnsName.section(QLatin1Char('.'), 0, 0).left(15).toUpper()
-        : settings.netBiosDomain;
+                                    ? dnsName.section(QLatin1Char('.'), 0, 0).left(15).toUpper()
+                                    : settings.netBiosDomain;
     return {{netBiosName, dnsName}};
 }
 
@@ -60,20 +60,19 @@ std::shared_ptr<DirectoryService> makeDirectory(const PlatformOptions &options,
 void addCommon(Platform &platform, const PlatformOptions &options)
 {
     platform.clock = std::make_shared<LinuxClock>();
-    platform.logFile =
-        std::make_shared<LinuxLogFile>(options.rootPrefix, options.createLogFile);
+    platform.logFile = std::make_shared<LinuxLogFile>(options.rootPrefix, options.createLogFile);
     platform.system = std::make_shared<LinuxSystemInformation>(options.bundleIdentifier);
     platform.defaults = options.defaultsFile
-        ? LinuxUserDefaults::forFile(applicationIdentifier(), *options.defaultsFile,
-                                     options.diagnostics)
-        : LinuxUserDefaults::forUser(applicationIdentifier(), options.rootPrefix,
-                                     options.diagnostics);
+                            ? LinuxUserDefaults::forFile(applicationIdentifier(),
+                                                         *options.defaultsFile, options.diagnostics)
+                            : LinuxUserDefaults::forUser(applicationIdentifier(),
+                                                         options.rootPrefix, options.diagnostics);
     platform.cryptography = std::make_shared<LinuxCryptography>();
     const DirectorySettings settings =
         DirectorySettings::read(options.rootPrefix, options.diagnostics);
     platform.identity = settings.administratorGroups.isEmpty()
-        ? std::make_shared<LinuxIdentityService>()
-        : std::make_shared<LinuxIdentityService>(settings.administratorGroups);
+                            ? std::make_shared<LinuxIdentityService>()
+                            : std::make_shared<LinuxIdentityService>(settings.administratorGroups);
     platform.directory = makeDirectory(options, settings);
 }
 
@@ -110,8 +109,7 @@ Platform makeDesktopPlatform(int &argc, char **argv, const PlatformOptions &opti
     platform.statusBar =
         std::make_shared<LinuxStatusBar>(applicationIdentifier(), options.diagnostics);
     platform.alerts = std::make_shared<LinuxAlertPresenter>(options.diagnostics);
-    platform.workspace =
-        std::make_shared<LinuxWorkspace>(options.rootPrefix, options.diagnostics);
+    platform.workspace = std::make_shared<LinuxWorkspace>(options.rootPrefix, options.diagnostics);
     return platform;
 }
 

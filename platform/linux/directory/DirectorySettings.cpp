@@ -125,6 +125,8 @@ std::optional<bool> apply(DirectorySettings &settings, const QString &key, const
         return text(settings.ldifFile, isPath);
     if (key == QLatin1String("domain"))
         return text(settings.domain, isHostName(value));
+    if (key == QLatin1String("netbios-domain"))
+        return text(settings.netBiosDomain, isHostName(value));
     if (key == QLatin1String("site"))
         return text(settings.site, isHostName(value));
     if (key == QLatin1String("server"))

@@ -118,7 +118,8 @@ LdapConnection::open(const DirectoryServerAddress &server, const DirectorySettin
         problem = LdapSession::bind(context, connection->m_ldap);
     if (!problem)
         return connection;
-    if (watch.wasCut() && problem->code != Code::CredentialsMissing)
+    const bool isSilent = watch.wasCut() || problem->code == Code::TimedOut;
+    if (isSilent && problem->code != Code::CredentialsMissing)
         return Failure{connection->failed(
             Code::TimedOut, QStringLiteral("accepts connections but does not answer in time"))};
     return Failure{*problem};

@@ -13,6 +13,8 @@
 #include <fcntl.h>
 #include <ldap.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openldap.h>
 #include <poll.h>
 #include <sasl/sasl.h>
@@ -188,10 +190,12 @@ DirectoryError failure(const QString &serverName, ldap *handle, const QString &d
     switch (status) {
     case LDAP_SERVER_DOWN:
     case LDAP_CONNECT_ERROR:
-    case LDAP_TIMEOUT:
     case LDAP_UNAVAILABLE:
     case LDAP_BUSY:
         code = Code::ServerUnreachable;
+        break;
+    case LDAP_TIMEOUT:
+        code = Code::TimedOut;
         break;
     case LDAP_INVALID_CREDENTIALS:
     case LDAP_INAPPROPRIATE_AUTH:
@@ -261,6 +265,9 @@ Result<int, DirectoryError> connectSocket(const Context &context)
         const TimePoint now = BoundedOperation::Clock::now();
         error = connectTo(socket, *address, now + (context.limit - now) / count);
         if (error == 0) {
+            // A bind is a handful of small messages, none of which may wait for the next.
+            const int on = 1;
+            ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
             ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) & ~O_NONBLOCK);
             return socket;
         }

@@ -75,7 +75,7 @@ public:
     {
     }
 
-    void enqueue(std::shared_ptr<LinuxUrlTask> task)
+    void enqueue(const std::shared_ptr<LinuxUrlTask> &task)
     {
         {
             const std::lock_guard guard(m_lock);
@@ -153,10 +153,9 @@ public:
 
     [[nodiscard]] std::shared_ptr<UrlSessionTask> dataTaskWithUrl(const QString &url) override
     {
-        return std::make_shared<LinuxUrlTask>(url,
-                                              [core = m_core](std::shared_ptr<LinuxUrlTask> task) {
-                                                  core->enqueue(std::move(task));
-                                              });
+        return std::make_shared<LinuxUrlTask>(
+            url,
+            [core = m_core](const std::shared_ptr<LinuxUrlTask> &task) { core->enqueue(task); });
     }
     void invalidateAndCancel() override { m_core->invalidate(); }
 

@@ -12,7 +12,7 @@
 struct LinuxUrlSessionLimits
 {
     /// Bytes of a body, decompressed: 16 MiB. A longer one ends with UrlError::Code::TooLarge.
-    qint64 bodyBytes = 16 * 1024 * 1024;
+    qint64 bodyBytes = 16'777'216;
     /// Milliseconds without progress, the connecting included, until UrlError::Code::TimedOut.
     int stallMilliseconds = 60'000;
     /// A PEM file of the only certificates to trust; absent: the computer's store.

@@ -10,7 +10,7 @@
 class LinuxUrlTask final : public UrlSessionTask, public std::enable_shared_from_this<LinuxUrlTask>
 {
 public:
-    using Starter = std::function<void(std::shared_ptr<LinuxUrlTask>)>;
+    using Starter = std::function<void(const std::shared_ptr<LinuxUrlTask> &)>;
 
     LinuxUrlTask(QString url, Starter starter);
     ~LinuxUrlTask() override;

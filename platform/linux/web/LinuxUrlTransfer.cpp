@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr qint64 readBufferBytes = 64 * 1024;
+constexpr qint64 readBufferBytes = 65'536;
 
 UrlError::Code codeOf(QNetworkReply::NetworkError error)
 {

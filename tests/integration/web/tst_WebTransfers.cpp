@@ -1,4 +1,5 @@
 #include "platform/linux/core/LinuxClock.h"
+#include "platform/linux/web/HttpStatusText.h"
 #include "platform/linux/web/LinuxUrlSession.h"
 #include "tests/integration/web/WebServers.h"
 #include "tests/support/FakePlatform.h"
@@ -250,6 +251,11 @@ private Q_SLOTS:
                  QStringLiteral("not found"));
         QCOMPARE(fetch(m_servers->plain(QStringLiteral("/broken")))->statusText,
                  QStringLiteral("internal server error"));
+        // Codes without a text of their own have that of their class.
+        QCOMPARE(httpStatusText(299), QStringLiteral("success"));
+        QCOMPARE(httpStatusText(399), QStringLiteral("redirected"));
+        QCOMPARE(httpStatusText(418), QStringLiteral("client error"));
+        QCOMPARE(httpStatusText(599), QStringLiteral("server error"));
     }
 
     void theRequestIsAPlainGet()

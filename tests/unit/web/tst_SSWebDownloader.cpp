@@ -23,7 +23,7 @@ public:
         ++calls;
         last = sender;
         if (onHeard)
-            onHeard(static_cast<SSWebDownloader *>(sender));
+            onHeard(qobject_cast<SSWebDownloader *>(sender));
     }
     int calls = 0;
     QObject *last = nullptr;
