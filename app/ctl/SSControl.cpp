@@ -39,7 +39,7 @@ SSControl::SSControl(std::ostream &output, std::ostream &errors, PlatformMaker m
 int SSControl::run(std::span<const char *const> arguments, PlatformOptions options)
 {
     const SSControlArguments parsed(arguments);
-    if (parsed.isEmpty() && !parsed.fault()) {
+    if (parsed.isEmpty()) {
         m_errors << SSControlHelp::general().toStdString();
         return WrongUsage;
     }

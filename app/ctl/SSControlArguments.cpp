@@ -37,6 +37,7 @@ QString firstOperand(const QStringList &arguments)
 } // namespace
 
 SSControlArguments::SSControlArguments(std::span<const char *const> arguments)
+    : m_isEmpty(arguments.size() < 2)
 {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);

@@ -19,7 +19,7 @@ public:
     [[nodiscard]] const std::optional<QString> &fault() const { return m_fault; }
     /// Null for none and for an unknown one.
     [[nodiscard]] const SSControlCommand *command() const { return m_command; }
-    [[nodiscard]] bool isEmpty() const { return m_arguments.size() < 2; }
+    [[nodiscard]] bool isEmpty() const { return m_isEmpty; }
     [[nodiscard]] bool isSet(const char *option) const { return invocation().isSet(option); }
     [[nodiscard]] std::optional<QString> value(const char *option) const
     {
@@ -33,6 +33,7 @@ private:
     [[nodiscard]] std::optional<QString> faultOfOptions() const;
     [[nodiscard]] std::optional<QString> faultOfOperands() const;
 
+    bool m_isEmpty;
     QStringList m_arguments;
     const SSControlCommand *m_command = nullptr;
     QCommandLineParser m_options;

@@ -143,7 +143,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 constexpr SSControlOption options[] = {
     {"user", "NAME",
-     "Ask about this user, by the short login name. Default: the user who\n"
+     "Ask about this user, by the short login name. Default: the user who "
      "runs the command."},
     {"answer", "FILE", "Read a saved answer from this file instead of asking."},
 };

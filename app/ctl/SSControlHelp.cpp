@@ -4,6 +4,28 @@
 
 namespace {
 
+constexpr qsizetype pageWidth = 80;
+
+/// The text in lines that fit beside `indent` blanks, which stand before every line but the first.
+QString wrapped(const QString &text, qsizetype indent)
+{
+    QString result;
+    qsizetype column = indent;
+    const QStringList words = text.split(QLatin1Char(' '));
+    for (const QString &word : words) {
+        if (column > indent && column + 1 + word.size() > pageWidth) {
+            result += QLatin1Char('\n') + QString(indent, QLatin1Char(' '));
+            column = indent;
+        } else if (column > indent) {
+            result += QLatin1Char(' ');
+            ++column;
+        }
+        result += word;
+        column += word.size();
+    }
+    return result;
+}
+
 QString optionTable(std::span<const SSControlOption> options)
 {
     QStringList names;
@@ -17,11 +39,9 @@ QString optionTable(std::span<const SSControlOption> options)
     }
     QString result;
     for (std::size_t i = 0; i < options.size(); ++i) {
-        QString help = QString::fromUtf8(options[i].help);
-        help.replace(QLatin1Char('\n'), QLatin1Char('\n') + QString(width + 6, QLatin1Char(' ')));
         result += QStringLiteral("    ") +
-                  names.at(static_cast<qsizetype>(i)).leftJustified(width + 2) + help +
-                  QLatin1Char('\n');
+                  names.at(static_cast<qsizetype>(i)).leftJustified(width + 2) +
+                  wrapped(QString::fromUtf8(options[i].help), width + 6) + QLatin1Char('\n');
     }
     return result;
 }
@@ -48,7 +68,7 @@ std::span<const SSControlOption> SSControlHelp::globalOptions()
         {"json", nullptr, "Print the answer as one JSON object, absent values as null."},
         {"ldif", "FILE", "Read the directory from this LDIF file instead of the live one."},
         {"defaults", "FILE",
-         "Read the defaults domain from this property list (XML or binary)\n"
+         "Read the defaults domain from this property list (XML or binary) "
          "instead of the computer's and the user's."},
         {"help", nullptr, "Explain the command, or without one the program."},
         {"version", nullptr, "Print the version."},

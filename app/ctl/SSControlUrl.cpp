@@ -134,8 +134,8 @@ SSControlAnswer run(const SSControlInvocation &invocation)
 constexpr SSControlOption options[] = {
     {"base", "URL", "Build on this address instead of the one in the settings."},
     {"user", "NAME",
-     "reset, client-info: the user name, taken as it stands. Default: none,\n"
-     "but for client-info without --base the logon form of the user who\n"
+     "reset, client-info: the user name, taken as it stands. Default: none, "
+     "but for client-info without --base the logon form of the user who "
      "runs the command.",
      true},
     {"winlogon", nullptr, "reset: as from the login window."},

@@ -99,8 +99,8 @@ SSControlAnswer run(const SSControlInvocation &invocation)
 
 constexpr SSControlOption options[] = {
     {"node-location", "LOCATION",
-     "The node location that the logon form is made for, as\n"
-     "\"/Active Directory/CORP/All Domains\". Default: that of the chosen\n"
+     "The node location that the logon form is made for, as "
+     "\"/Active Directory/CORP/All Domains\". Default: that of the chosen "
      "connection point.",
      true},
 };
