@@ -18,9 +18,12 @@ struct Message
 SSMessageType messageType(DiagnosticType type)
 {
     switch (type) {
-    case DiagnosticType::Error: return SSMessageType::Error;
-    case DiagnosticType::Debug: return SSMessageType::Debug;
-    case DiagnosticType::Info: break;
+    case DiagnosticType::Error:
+        return SSMessageType::Error;
+    case DiagnosticType::Debug:
+        return SSMessageType::Debug;
+    case DiagnosticType::Info:
+        break;
     }
     return SSMessageType::Info;
 }

@@ -232,12 +232,9 @@ void SSEnroll::onUserEnrollmentInitialInfoImpl()
 void SSEnroll::onUserEnrollmentInfoImpl()
 {
     const SSFunctionLog scope("-[SSEnroll onUserEnrollmentInfo]");
-    if (m_userEnrolmentInfo->needReckeck())
-        updateEnrollStage(SSStage::Reminding);
-    else if (m_userEnrolmentInfo->isUserEnrolled() || !showEnrollNotification())
-        updateEnrollStage(SSStage::Done);
-    else
-        updateEnrollStage(SSStage::Reminding);
+    const bool finished = !m_userEnrolmentInfo->needReckeck() &&
+                          (m_userEnrolmentInfo->isUserEnrolled() || !showEnrollNotification());
+    updateEnrollStage(finished ? SSStage::Done : SSStage::Reminding);
 }
 
 bool SSEnroll::startWatchDogTimer()

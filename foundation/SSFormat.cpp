@@ -61,9 +61,9 @@ QString scalar(const QVariant &value)
     }
 }
 
-QString printed(const QVariant &value, int level);
+QString printed(const QVariant &value, qsizetype level);
 
-QString printedEntry(const QVariant &value, int level)
+QString printedEntry(const QVariant &value, qsizetype level)
 {
     const int type = value.typeId();
     if (type == QMetaType::QVariantList || type == QMetaType::QStringList ||
@@ -73,7 +73,7 @@ QString printedEntry(const QVariant &value, int level)
     return quoted(scalar(value));
 }
 
-QString printed(const QVariant &value, int level)
+QString printed(const QVariant &value, qsizetype level)
 {
     const QString outer(level * 4, QLatin1Char(' '));
     const QString inner((level + 1) * 4, QLatin1Char(' '));
@@ -114,9 +114,9 @@ QString SSFormatArgument::description() const
     case Kind::Text:
         return QString::fromUtf8(static_cast<const char *>(m_pointer));
     case Kind::Signed:
-        return QString::number(m_signed);
+        return QString::number(static_cast<qint64>(m_number));
     case Kind::Unsigned:
-        return QString::number(m_unsigned);
+        return QString::number(m_number);
     }
     return {};
 }
@@ -124,8 +124,8 @@ QString SSFormatArgument::description() const
 QString SSFormatArgument::number(bool asSigned) const
 {
     if (m_kind == Kind::Signed)
-        return asSigned ? QString::number(m_signed)
-                        : QString::number(static_cast<quint64>(m_signed));
+        return asSigned ? QString::number(static_cast<qint64>(m_number))
+                        : QString::number(m_number);
     return description();
 }
 

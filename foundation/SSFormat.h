@@ -30,12 +30,12 @@ public:
     SSFormatArgument(const char *utf8) : m_kind(utf8 ? Kind::Text : Kind::Null), m_pointer(utf8) {}
     template<std::signed_integral Integer>
     requires(!std::same_as<Integer, char>) SSFormatArgument(Integer value)
-        : m_kind(Kind::Signed), m_signed(value)
+        : m_kind(Kind::Signed), m_number(static_cast<quint64>(value))
     {
     }
     template<std::unsigned_integral Integer>
     requires(!std::same_as<Integer, bool>) SSFormatArgument(Integer value)
-        : m_kind(Kind::Unsigned), m_unsigned(value)
+        : m_kind(Kind::Unsigned), m_number(value)
     {
     }
     SSFormatArgument(bool) = delete; // "YES"/"NO" is the caller's to choose
@@ -48,11 +48,8 @@ public:
 private:
     enum class Kind { Null, String, List, TextMap, Variant, Text, Signed, Unsigned };
     Kind m_kind;
-    union {
-        const void *m_pointer = nullptr;
-        qint64 m_signed;
-        quint64 m_unsigned;
-    };
+    const void *m_pointer = nullptr;
+    quint64 m_number = 0; ///< of a signed value the two's complement
 };
 
 namespace SSFormat {

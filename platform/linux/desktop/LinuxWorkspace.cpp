@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr qint64 maximumImageBytes = 4 * 1024 * 1024;
+constexpr qint64 maximumImageBytes = 4LL * 1024 * 1024;
 constexpr QSize imageSize(128, 128);
 
 /// The address as it is handed on, or nothing when it is not one of a web page.
