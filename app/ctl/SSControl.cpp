@@ -69,13 +69,16 @@ int SSControl::run(std::span<const char *const> arguments, PlatformOptions optio
 
     const int reportedBefore = *reported;
     const quint32 level = SSDefaults::defaults()->getLogLevel();
-    const bool defaultsFailed = *reported != reportedBefore;
     // Errors are heard of at every level: at the silent one they reach the terminal alone.
     if (const auto logger = SSLogger::sharedInstance())
         logger->setLogLevel(std::max(level, 1U));
     if (level > 0)
         errors->setLogFile(logFile);
+    // What is wrong with the defaults is reported by the lookup that follows the first, which is
+    // the level's; the log can take it then.
     diagnostics.open();
+    (void)SSDefaults::defaults()->getLogLevel();
+    const bool defaultsFailed = *reported != reportedBefore;
 
     SSControlAnswer answer;
     // Without the defaults that were asked for, the answer would be about others.
