@@ -172,7 +172,7 @@ const SSControlCommand &SSControlCommands::discover()
         "",
         0,
         0,
-        "Find the service's connection points and show which one applies.",
+        "Find the service's connection points and tell which applies.",
         "Searches the directory as the agent does and prints every connection point of the\n"
         "service with its keywords: as the directory holds them, and with values that are\n"
         "spread over numbered keywords (Name:0, Name:1, ...) joined. The highest priority is\n"

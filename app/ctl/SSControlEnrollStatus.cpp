@@ -117,6 +117,10 @@ SSControlAnswer run(const SSControlInvocation &invocation)
             "the enrollment reminder is off (enrollEnabled is NO), so the agent asks nothing"));
     }
     const QString name = invocation.value("user").value_or(SSControlSources::currentUserName());
+    if (name.isEmpty()) {
+        return SSControlAnswer::failed(
+            QStringLiteral("the user who runs this has no account; name one with --user"));
+    }
     const SSUserInfo user(name);
     question.logonName =
         user.legacyLogonNameWithAppleMetaNodeLocation(settings.appleMetaNodeLocation());

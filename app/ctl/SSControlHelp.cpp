@@ -1,6 +1,7 @@
 #include "app/ctl/SSControlHelp.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -24,6 +25,28 @@ QString wrapped(const QString &text, qsizetype indent)
         column += word.size();
     }
     return result;
+}
+
+/// Paragraphs in lines of the page's width. Empty and indented lines stay as they are.
+QString flowed(const QString &text)
+{
+    QStringList result;
+    QString paragraph;
+    const auto endParagraph = [&] {
+        if (!paragraph.isEmpty())
+            result.append(wrapped(std::exchange(paragraph, {}), 0));
+    };
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        if (line.isEmpty() || line.startsWith(QLatin1Char(' '))) {
+            endParagraph();
+            result.append(line);
+        } else {
+            paragraph += paragraph.isEmpty() ? line : QLatin1Char(' ') + line;
+        }
+    }
+    endParagraph();
+    return result.join(QLatin1Char('\n'));
 }
 
 QString optionTable(std::span<const SSControlOption> options)
@@ -78,16 +101,11 @@ std::span<const SSControlOption> SSControlHelp::globalOptions()
 
 QString SSControlHelp::general()
 {
-    QString text =
-        QStringLiteral(
-            "Shows what the self-service agent sees: which configuration it finds in the\n"
-            "directory, what it makes of it, and what the web interface tells it about a user.\n"
-            "It asks the same questions in the same way as the agent and changes nothing.\n"
-            "\n"
-            "Usage: %1 COMMAND [OPTIONS]\n"
-            "\n"
-            "Commands:\n")
-            .arg(programName());
+    QString text = flowed(QStringLiteral(
+        "Shows what the self-service agent sees: which configuration it finds in the directory, "
+        "what it makes of it, and what the web interface tells it about a user. It asks the same "
+        "questions in the same way as the agent and changes nothing."));
+    text += QStringLiteral("\n\nUsage: %1 COMMAND [OPTIONS]\n\nCommands:\n").arg(programName());
     qsizetype width = 0;
     for (const SSControlCommand *command : SSControlCommands::all())
         width = std::max(width, QLatin1String(command->name).size());
@@ -119,8 +137,8 @@ QString SSControlHelp::ofCommand(const SSControlCommand &command)
     if (*command.operands != '\0')
         usage += QLatin1Char(' ') + QLatin1String(command.operands);
     QString text = QString::fromUtf8(command.summary) + QStringLiteral("\n\n") + usage +
-                   QStringLiteral(" [OPTIONS]\n\n") + QString::fromUtf8(command.description) +
-                   QLatin1Char('\n');
+                   QStringLiteral(" [OPTIONS]\n\n") +
+                   flowed(QString::fromUtf8(command.description)) + QLatin1Char('\n');
     if (!command.options.empty())
         text += QStringLiteral("\nOptions:\n") + optionTable(command.options);
     text += QStringLiteral("\nOptions of every command:\n") + optionTable(globalOptions());

@@ -41,8 +41,12 @@ private Q_SLOTS:
                 QVERIFY(f.output.contains(QStringLiteral("--") + QLatin1String(option.name)));
             }
             const QStringList lines = f.output.split(QLatin1Char('\n'));
-            for (const QString &line : lines)
-                QVERIFY2(line.size() <= 90, qPrintable(line));
+            for (const QString &line : lines) {
+                // An example is one line, however long.
+                QVERIFY2(line.size() <= 80 ||
+                             line.startsWith(QStringLiteral("    zevrikselfservicectl ")),
+                         qPrintable(line));
+            }
         }
     }
 

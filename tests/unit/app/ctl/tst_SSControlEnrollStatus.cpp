@@ -73,6 +73,16 @@ private Q_SLOTS:
         QVERIFY(f.output.contains(QStringLiteral("    needpssenroll = \"true\"\n")));
     }
 
+    void aUserWithoutAnAccountMustNameOne()
+    {
+        Reachable f;
+        f.fake.identity->name.clear();
+        QCOMPARE(f.run({"enroll-status"}), 1);
+        QVERIFY(f.errors.contains(QStringLiteral("--user")));
+        QVERIFY(f.urls->urls().isEmpty());
+        QCOMPARE(f.run({"enroll-status", "--user", "jdoe"}), 0);
+    }
+
     void aFailedTransferIsAFailureWithItsReason()
     {
         Reachable f;
