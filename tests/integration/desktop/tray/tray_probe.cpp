@@ -83,7 +83,15 @@ int main(int argc, char **argv)
             input.setEnabled(false);
             qApp->quit();
         });
-        return runAlert(sink);
+        // The alert runs inside the main loop, as in the program.
+        QMetaObject::invokeMethod(
+            &application,
+            [&sink] {
+                runAlert(sink);
+                qApp->quit();
+            },
+            Qt::QueuedConnection);
+        return QApplication::exec();
     }
     input.setEnabled(false);
     return runItem(application, sink);

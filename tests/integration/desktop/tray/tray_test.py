@@ -55,6 +55,7 @@ def until(what, condition):
         if value:
             return value
         threading.Event().wait(0.05)
+    screenshot("timed-out")
     raise AssertionError(f"timed out: {what}")
 
 
@@ -145,7 +146,7 @@ def case_dbus():
                  "'ItemIsMenu': <false>", "'Menu': <objectpath '/MenuBar'>", "(22, 22, "):
         assert part in properties, part
     menu = "com.canonical.dbusmenu."
-    layout = call(name, "/MenuBar", menu + "GetLayout", "0", "-1", "[]").stdout
+    layout = call(name, "/MenuBar", menu + "GetLayout", "0", "9", "[]").stdout
     assert "'label': <'Enroll__now & here'>" in layout and "'label': <'Exit'>" in layout, layout
     children = __import__("re").findall(r"<\((\d+), ", layout)
     assert len(children) == 2, layout
