@@ -71,6 +71,10 @@ bool MenuExporter::handleMessage(const QDBusMessage &message, const QDBusConnect
 
 QDBusMessage MenuExporter::answer(const QDBusMessage &message)
 {
+    // An object without children is not introspected by the library.
+    if (message.member() == QLatin1String("Introspect"))
+        return message.createReply(
+            QStringLiteral("<node>%1</node>").arg(introspect(message.path())));
     if (isPropertyRequest(message))
         return answerPropertyRequest(message, interfaceName(),
                                      {{QStringLiteral("Version"), QVariant::fromValue<uint>(3)},

@@ -64,6 +64,10 @@ bool NotifierItemObject::handleMessage(const QDBusMessage &message,
 
 QDBusMessage NotifierItemObject::answer(const QDBusMessage &message)
 {
+    // An object without children is not introspected by the library.
+    if (message.member() == QLatin1String("Introspect"))
+        return message.createReply(
+            QStringLiteral("<node>%1</node>").arg(introspect(message.path())));
     if (isPropertyRequest(message))
         return answerPropertyRequest(message, interfaceName(), m_handlers.properties());
     const QString member = message.member();
