@@ -289,6 +289,31 @@ private Q_SLOTS:
             QLatin1String("the certificate is not checked")));
     }
 
+    void theCatalogGivesNothingButNames()
+    {
+        // Unprotected, so that the relay can read along.
+        QTemporaryDir folder;
+        TestRelay relay(Address, 3268, -1, TestRelay::AtLimit::Close);
+        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        settings.tls = DirectorySettings::Tls::Off;
+        settings.allowUnprotected = true;
+        settings.globalCatalogs = {{Host, relay.port()}};
+        const auto node = SambaEnvironment::makeNode(settings);
+        const auto records = node->query(keywordQuery());
+        QVERIFY(records.ok());
+        QCOMPARE(records.value().size(), 6);
+        QStringList dnsNames;
+        for (const auto &record : records.value())
+            dnsNames += record->details().value().value(QStringLiteral("serviceDNSName"));
+        QCOMPARE(dnsNames.size(), 5);
+        const QByteArray seen = relay.bytesFromTarget();
+        QVERIFY(seen.contains("CN=first,CN=SelfService"));
+        QVERIFY(!seen.contains("beta.corp.example.test"));
+        QVERIFY(!seen.contains("WinlogonResetPassword"));
+        QVERIFY(SambaEnvironment::takeLog().join(u' ').contains(
+            QLatin1String("neither signed nor encrypted")));
+    }
+
     void aServerThatNeverAnswersLeavesTimeForTheNext()
     {
         TestRelay silent(Address, 0, 0, TestRelay::AtLimit::Stall);
