@@ -28,6 +28,12 @@
 
 namespace {
 
+/// What the user is shown as the program's name.
+QString productName()
+{
+    return QStringLiteral("Self-Service Password Reset");
+}
+
 /// The domains whose users may have accounts here: the configured one, else the machine's realm.
 QList<AccountDomain> accountDomains(const DirectorySettings &settings)
 {
@@ -95,8 +101,7 @@ Platform makeDesktopPlatform(int &argc, char **argv, const PlatformOptions &opti
     platform.urlSessions = std::make_shared<LinuxUrlSessionFactory>(options.diagnostics);
     const auto notificationCenter = std::make_shared<LinuxNotificationCenter>(
         NotificationCenterOptions{
-            applicationIdentifier(), QStringLiteral("Self-Service Password Reset"),
-            applicationIdentifier(),
+            applicationIdentifier(), productName(), applicationIdentifier(),
             NotificationCenterOptions::defaultRecordsDirectory(applicationIdentifier())},
         options.diagnostics);
     platform.notificationCenter = notificationCenter;
@@ -106,9 +111,9 @@ Platform makeDesktopPlatform(int &argc, char **argv, const PlatformOptions &opti
             if (const auto center = weak.lock())
                 center->activateFromDesktop(notification);
         });
-    platform.statusBar =
-        std::make_shared<LinuxStatusBar>(applicationIdentifier(), options.diagnostics);
-    platform.alerts = std::make_shared<LinuxAlertPresenter>(options.diagnostics);
+    platform.statusBar = std::make_shared<LinuxStatusBar>(applicationIdentifier(), productName(),
+                                                          options.diagnostics);
+    platform.alerts = std::make_shared<LinuxAlertPresenter>(productName(), options.diagnostics);
     platform.workspace = std::make_shared<LinuxWorkspace>(options.rootPrefix, options.diagnostics);
     return platform;
 }

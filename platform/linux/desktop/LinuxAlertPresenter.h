@@ -3,14 +3,17 @@
 #include "platform/Alerts.h"
 #include "platform/Diagnostics.h"
 
-/// Alerts as message boxes. Escape and the window's close button press the one button there is. An
-/// alert goes down with the application's event loop and then answers Abort.
+/// Modal alerts as message boxes. Texts are shown as they are, never as markup. Escape and the
+/// window's close button answer "OK"; an application that quits takes the alert down.
 class LinuxAlertPresenter final : public AlertPresenter
 {
 public:
-    explicit LinuxAlertPresenter(DiagnosticSink diagnostics);
+    /// `windowTitle` is the title of every alert.
+    LinuxAlertPresenter(QString windowTitle, DiagnosticSink diagnostics);
+
     [[nodiscard]] qint64 runModal(const Alert &alert) override;
 
 private:
+    QString m_windowTitle;
     DiagnosticSink m_diagnostics;
 };

@@ -2,9 +2,10 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
+#include <QPainter>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QSvgRenderer>
 #include <QUrl>
 
 #include <algorithm>
@@ -12,23 +13,34 @@
 
 namespace {
 
-constexpr qint64 maximumImageBytes = 4LL * 1024 * 1024;
-constexpr QSize imageSize(128, 128);
+constexpr qint64 MaximumImageBytes = 4 * 1024 * 1024;
+constexpr int VectorImageSide = 256;
 
-/// The address as it is handed on, or nothing when it is not one of a web page.
-std::optional<QString> webPage(const QString &text)
+std::optional<QUrl> webPage(const QString &text)
 {
-    if (text.size() > LinuxWorkspace::MaximumUrlLength)
-        return std::nullopt;
-    if (std::any_of(text.cbegin(), text.cend(),
-                    [](QChar c) { return c.unicode() < 0x20 || c.unicode() == 0x7f; }))
+    // The parser trims and mends some of these, and a desktop file may hand the text to a shell.
+    const bool unfit = std::any_of(text.cbegin(), text.cend(), [](QChar c) {
+        return c.isSpace() || c.category() == QChar::Other_Control || c == QLatin1Char('\\');
+    });
+    if (unfit)
         return std::nullopt;
     const QUrl url(text, QUrl::StrictMode);
-    const QString scheme = url.scheme(); // in lower case
-    if (!url.isValid() || url.host().isEmpty() ||
-        (scheme != QLatin1String("http") && scheme != QLatin1String("https")))
+    if (!url.isValid() || url.host().isEmpty())
         return std::nullopt;
-    return url.toString(QUrl::FullyEncoded);
+    if (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))
+        return std::nullopt;
+    return url;
+}
+
+std::optional<QByteArray> smallFile(const QString &path)
+{
+    // A FIFO would block the reader.
+    if (!QFileInfo(path).isFile())
+        return std::nullopt;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > MaximumImageBytes)
+        return std::nullopt;
+    return file.read(MaximumImageBytes);
 }
 
 } // namespace
@@ -40,58 +52,63 @@ LinuxWorkspace::LinuxWorkspace(QString rootPrefix, DiagnosticSink diagnostics)
 
 bool LinuxWorkspace::openUrl(const QString &url)
 {
-    const std::optional<QString> page = webPage(url);
+    const std::optional<QUrl> page = webPage(url);
     if (!page) {
-        m_diagnostics(1, DiagnosticType::Error,
-                      QStringLiteral("Not opened, since it is not the address of a web page: %1")
-                          .arg(url.left(200)));
+        // The text is not repeated: it may hold a password or break the log's lines.
+        logError(QStringLiteral("Refused to open a URL that is not http or https with a host."));
         return false;
     }
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
     if (opener.isEmpty()) {
-        m_diagnostics(1, DiagnosticType::Error,
-                      QStringLiteral("%1 cannot be opened: there is no xdg-open.").arg(*page));
+        logError(QStringLiteral("xdg-open was not found; cannot open the browser."));
         return false;
     }
     QProcess process;
     process.setProgram(opener);
-    process.setArguments({*page});
+    process.setArguments({QString::fromLatin1(page->toEncoded(QUrl::FullyEncoded))});
     process.setStandardInputFile(QProcess::nullDevice());
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
     if (!process.startDetached()) {
-        m_diagnostics(1, DiagnosticType::Error,
-                      QStringLiteral("%1 cannot be opened: %2").arg(*page, process.errorString()));
+        logError(QStringLiteral("%1 could not be started.").arg(opener));
         return false;
     }
-    m_diagnostics(2, DiagnosticType::Info, QStringLiteral("Opened in the browser: %1").arg(*page));
     return true;
 }
 
 std::optional<QImage> LinuxWorkspace::bundleImage(const QString &bundlePath,
                                                   const QString &imageName)
 {
-    for (const char *suffix : {"svg", "png"}) {
-        const QString path =
-            QStringLiteral("%1%2/Contents/Resources/%3.%4")
-                .arg(m_rootPrefix, bundlePath, imageName, QString::fromLatin1(suffix));
-        const QFileInfo file(path);
-        if (!file.isFile() || file.size() > maximumImageBytes)
-            continue;
-        QImageReader reader(path, suffix);
-        if (QByteArrayView(suffix) == "svg")
-            reader.setScaledSize(imageSize);
-        const QImage image = reader.read();
-        if (!image.isNull())
+    if (imageName.isEmpty() || imageName.contains(QLatin1Char('/')))
+        return std::nullopt;
+    const QString base =
+        m_rootPrefix + bundlePath + QStringLiteral("/Contents/Resources/") + imageName;
+    if (const auto bytes = smallFile(base + QStringLiteral(".png"))) {
+        QImage image;
+        if (image.loadFromData(*bytes, "PNG"))
             return image;
-        m_diagnostics(
-            1, DiagnosticType::Error,
-            QStringLiteral("The image %1 cannot be read: %2").arg(path, reader.errorString()));
+    }
+    if (const auto bytes = smallFile(base + QStringLiteral(".svg"))) {
+        QSvgRenderer renderer(*bytes);
+        if (renderer.isValid()) {
+            QImage image(VectorImageSide, VectorImageSide, QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            renderer.render(&painter);
+            painter.end();
+            return image;
+        }
     }
     return std::nullopt;
 }
 
 bool LinuxWorkspace::fileExists(const QString &path)
 {
-    return QFile::exists(m_rootPrefix + path);
+    return QFileInfo::exists(m_rootPrefix + path);
+}
+
+void LinuxWorkspace::logError(const QString &message) const
+{
+    if (m_diagnostics)
+        m_diagnostics(1, DiagnosticType::Error, message);
 }

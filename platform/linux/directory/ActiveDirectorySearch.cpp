@@ -1,11 +1,8 @@
 #include "platform/linux/directory/ActiveDirectorySearch.h"
 
-#include "platform/linux/directory/DnsServiceRecords.h"
 #include "platform/linux/directory/KerberosTicket.h"
 #include "platform/linux/directory/LdapNames.h"
 #include "platform/linux/directory/LdapSession.h"
-
-#include <QRandomGenerator>
 
 #include <algorithm>
 #include <utility>
@@ -17,11 +14,6 @@ using Clock = BoundedOperation::Clock;
 
 /// What one server may take at most while there is another one to ask.
 constexpr std::chrono::seconds ServerShare{5};
-
-constexpr quint16 LdapPort = 389;
-constexpr quint16 LdapsPort = 636;
-constexpr quint16 CatalogPort = 3268;
-constexpr quint16 CatalogTlsPort = 3269;
 
 class ReadRecord final : public DirectoryRecord
 {
@@ -194,68 +186,6 @@ std::optional<DirectoryError> ActiveDirectorySearch::findDomain()
     return std::nullopt;
 }
 
-ActiveDirectorySearch::Outcome<QList<DirectoryServerAddress>>
-ActiveDirectorySearch::serversOf(Service service, const QString &domain)
-{
-    const bool isCatalog = service == Service::GlobalCatalog;
-    const bool isLdaps = m_settings.tls == DirectorySettings::Tls::Ldaps;
-    const quint16 usualPort =
-        isCatalog ? (isLdaps ? CatalogTlsPort : CatalogPort) : (isLdaps ? LdapsPort : LdapPort);
-
-    QList<DirectoryServerAddress> servers;
-    if (isCatalog && !m_settings.globalCatalogs.isEmpty()) {
-        servers = m_settings.globalCatalogs;
-    } else if (!m_settings.servers.isEmpty() && (isCatalog || domain == m_domain)) {
-        servers = m_settings.servers;
-        if (isCatalog) {
-            for (DirectoryServerAddress &server : servers)
-                server.port = 0; // that of the domain's service
-        }
-    }
-    for (DirectoryServerAddress &server : servers) {
-        if (server.port == 0)
-            server.port = usualPort;
-    }
-    if (!servers.isEmpty())
-        return servers;
-
-    // The servers of the site come first, whatever the priorities of the others.
-    QStringList names;
-    const QString atSite = QStringLiteral("%1._sites.").arg(m_settings.site);
-    if (isCatalog) {
-        if (!m_settings.site.isEmpty())
-            names.append(QStringLiteral("_gc._tcp.%1%2").arg(atSite, domain));
-        names.append(QStringLiteral("_gc._tcp.%1").arg(domain));
-    } else {
-        if (!m_settings.site.isEmpty())
-            names.append(QStringLiteral("_ldap._tcp.%1dc._msdcs.%2").arg(atSite, domain));
-        names.append(QStringLiteral("_ldap._tcp.dc._msdcs.%1").arg(domain));
-    }
-    bool hasFailed = false;
-    for (const QString &name : std::as_const(names)) {
-        const auto found = DnsServiceRecords::lookUp(name);
-        hasFailed = hasFailed || !found;
-        const auto records = DnsServiceRecords::ordered(
-            found.value_or(QList<DnsServiceRecord>{}), [](quint32 limit) {
-                return static_cast<quint32>(
-                    QRandomGenerator::system()->bounded(quint64{limit} + 1));
-            });
-        for (const DnsServiceRecord &record : records) {
-            // The records tell the ports of the unencrypted services only.
-            const DirectoryServerAddress server{record.host, isLdaps ? usualPort : record.port};
-            if (!servers.contains(server))
-                servers.append(server);
-        }
-    }
-    if (!servers.isEmpty())
-        return servers;
-    const QString why = hasFailed ? QStringLiteral("the name service does not answer for %1")
-                                  : QStringLiteral("the name service knows no %1");
-    return Failure{DirectoryError{Code::ServerUnreachable,
-                                  QStringLiteral("No server of %1 is known: ").arg(domain) +
-                                      why.arg(names.last())}};
-}
-
 std::optional<DirectoryError>
 ActiveDirectorySearch::onSomeServer(Service service, const QString &domain, const Step &step)
 {
@@ -280,7 +210,8 @@ ActiveDirectorySearch::onSomeServer(Service service, const QString &domain, cons
         connection.reset();
         note(*problem);
     }
-    const Outcome<QList<DirectoryServerAddress>> known = serversOf(service, domain);
+    const Outcome<QList<DirectoryServerAddress>> known =
+        ServerDiscovery::serversOf(m_settings, service, domain, domain == m_domain);
     if (!known.ok())
         return worst ? worst : known.error();
     const QList<DirectoryServerAddress> servers = m_cache.trustedFirst(known.value());

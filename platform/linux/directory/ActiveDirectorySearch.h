@@ -5,6 +5,7 @@
 #include "platform/linux/directory/DirectorySettings.h"
 #include "platform/linux/directory/ForestCache.h"
 #include "platform/linux/directory/LdapConnection.h"
+#include "platform/linux/directory/ServerDiscovery.h"
 
 #include <QByteArrayList>
 #include <QString>
@@ -32,13 +33,11 @@ public:
     [[nodiscard]] Outcome<DirectoryRecords> run();
 
 private:
-    enum class Service { Domain, GlobalCatalog };
+    using Service = ServerDiscovery::Service;
     using Step = std::function<std::optional<DirectoryError>(LdapConnection &,
                                                              LdapConnection::TimePoint limit)>;
 
     [[nodiscard]] std::optional<DirectoryError> findDomain();
-    [[nodiscard]] Outcome<QList<DirectoryServerAddress>> serversOf(Service service,
-                                                                   const QString &domain);
     /// Runs the step on one server after the other until it succeeds.
     [[nodiscard]] std::optional<DirectoryError> onSomeServer(Service service, const QString &domain,
                                                              const Step &step);

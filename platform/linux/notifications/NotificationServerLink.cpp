@@ -1,6 +1,5 @@
 #include "platform/linux/notifications/NotificationServerLink.h"
 
-#include <QDBusError>
 #include <QDBusPendingCallWatcher>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -62,6 +61,9 @@ NotificationServerLink::NotificationServerLink(std::shared_ptr<NotificationState
 
 NotificationServerLink::~NotificationServerLink()
 {
+    // The connection is closed on a thread of QtDBus, which must find nothing of this object then.
+    if (m_connection.isConnected())
+        subscribe(false);
     m_connection = none();
     QDBusConnection::disconnectFromBus(m_connectionName);
 }
@@ -71,12 +73,11 @@ bool NotificationServerLink::open()
     m_connection = QDBusConnection::connectToBus(QDBusConnection::SessionBus, m_connectionName);
     if (!m_connection.isConnected()) {
         m_state->log(1, DiagnosticType::Error,
-                     QStringLiteral("Notifications are off: no session bus (%1).")
-                         .arg(m_connection.lastError().message()));
+                     QStringLiteral("Notifications are off: there is no session bus."));
         m_state->setBusLost();
         return false;
     }
-    subscribe();
+    subscribe(true);
     takeUpRecords();
     auto *notifier = new QSocketNotifier(m_state->wakeDescriptor(), QSocketNotifier::Read, this);
     connect(notifier, &QSocketNotifier::activated, this, [this] { woken(); });
@@ -85,20 +86,26 @@ bool NotificationServerLink::open()
     return true;
 }
 
-void NotificationServerLink::subscribe()
+void NotificationServerLink::subscribe(bool on)
 {
+    const auto signal = [&](const QString &service, const QString &path, const QString &interface,
+                            const QString &name, const QStringList &match, const char *slot) {
+        if (on)
+            m_connection.connect(service, path, interface, name, match, QString(), this, slot);
+        else
+            m_connection.disconnect(service, path, interface, name, match, QString(), this, slot);
+    };
     // Without a sender in the rule: signals are compared with the server's unique name here, since
     // one that is addressed to this connection passes any rule.
-    m_connection.connect(QString(), kPath, kService, QStringLiteral("ActionInvoked"), this,
-                         SLOT(onActionInvoked(QDBusMessage)));
-    m_connection.connect(QString(), kPath, kService, QStringLiteral("NotificationClosed"), this,
-                         SLOT(onNotificationClosed(QDBusMessage)));
-    m_connection.connect(kBusService, kBusPath, kBusService, QStringLiteral("NameOwnerChanged"),
-                         {kService}, QString(), this,
-                         SLOT(onNameOwnerChanged(QString, QString, QString)));
-    m_connection.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                         QStringLiteral("org.freedesktop.DBus.Local"),
-                         QStringLiteral("Disconnected"), this, SLOT(onDisconnected()));
+    signal(QString(), kPath, kService, QStringLiteral("ActionInvoked"), {},
+           SLOT(onActionInvoked(QDBusMessage)));
+    signal(QString(), kPath, kService, QStringLiteral("NotificationClosed"), {},
+           SLOT(onNotificationClosed(QDBusMessage)));
+    signal(kBusService, kBusPath, kBusService, QStringLiteral("NameOwnerChanged"), {kService},
+           SLOT(onNameOwnerChanged(QString, QString, QString)));
+    signal(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
+           QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), {},
+           SLOT(onDisconnected()));
 }
 
 void NotificationServerLink::takeUpRecords()

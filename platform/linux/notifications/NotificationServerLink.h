@@ -49,7 +49,7 @@ private:
         NotificationEntry::TimePoint when;
     };
 
-    void subscribe();
+    void subscribe(bool on);
     void takeUpRecords();
     void woken();
     void step();

@@ -55,6 +55,12 @@ TestRelay::~TestRelay()
     ::close(m_end);
 }
 
+QByteArray TestRelay::bytesFromTarget() const
+{
+    const std::lock_guard guard(m_lock);
+    return m_bytesFromTarget;
+}
+
 bool TestRelay::pass(Connection &connection, bool fromClient)
 {
     char buffer[4096];
@@ -65,8 +71,10 @@ bool TestRelay::pass(Connection &connection, bool fromClient)
         ::recv(fromClient ? connection.client : connection.target, buffer, wanted, 0);
     if (got <= 0)
         return false;
-    if (fromClient)
-        m_bytesFromClients += got;
+    if (!fromClient) {
+        const std::lock_guard guard(m_lock);
+        m_bytesFromTarget.append(buffer, got);
+    }
     if (connection.target < 0)
         return true;
     if (::send(fromClient ? connection.target : connection.client, buffer,

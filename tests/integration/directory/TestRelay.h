@@ -1,8 +1,9 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QByteArray>
 
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 /// A server on a loopback address that passes bytes on to another one, up to a point. Its thread
@@ -23,7 +24,8 @@ public:
 
     [[nodiscard]] quint16 port() const { return m_port; }
     [[nodiscard]] int connections() const { return m_connections; }
-    [[nodiscard]] qint64 bytesFromClients() const { return m_bytesFromClients; }
+    /// Everything that the target has sent so far.
+    [[nodiscard]] QByteArray bytesFromTarget() const;
 
 private:
     struct Connection;
@@ -38,6 +40,7 @@ private:
     int m_end = -1; ///< readable when the thread is to end
     quint16 m_port = 0;
     std::atomic<int> m_connections{0};
-    std::atomic<qint64> m_bytesFromClients{0};
+    mutable std::mutex m_lock;
+    QByteArray m_bytesFromTarget;
     std::thread m_thread;
 };

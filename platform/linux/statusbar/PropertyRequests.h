@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QString>
+#include <QVariantMap>
+
+[[nodiscard]] inline bool isPropertyRequest(const QDBusMessage &message)
+{
+    return message.interface() == QLatin1String("org.freedesktop.DBus.Properties");
+}
+
+/// The answer to Get or GetAll of read-only properties; an error for anything else.
+[[nodiscard]] inline QDBusMessage answerPropertyRequest(const QDBusMessage &message,
+                                                        const QString &interfaceName,
+                                                        const QVariantMap &properties)
+{
+    const QList<QVariant> arguments = message.arguments();
+    if (message.member() == QLatin1String("GetAll") && message.signature() == QLatin1String("s"))
+        return message.createReply(arguments.at(0).toString() == interfaceName ? properties
+                                                                               : QVariantMap());
+    if (message.member() == QLatin1String("Get") && message.signature() == QLatin1String("ss")) {
+        const auto found = properties.constFind(arguments.at(1).toString());
+        if (arguments.at(0).toString() == interfaceName && found != properties.cend())
+            return message.createReply(QVariant::fromValue(QDBusVariant(*found)));
+        return message.createErrorReply(QDBusError::UnknownProperty,
+                                        QStringLiteral("No such property"));
+    }
+    return message.createErrorReply(QDBusError::PropertyReadOnly,
+                                    QStringLiteral("The properties are read-only"));
+}

@@ -1,0 +1,297 @@
+#!/usr/bin/env python3
+"""The status item and the alerts, seen from outside: tray_test.py CASE PROBE."""
+import os
+import queue
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+CASE, PROBE = sys.argv[1], os.path.abspath(sys.argv[2])
+LIMIT = 20
+started = []
+
+
+class Probe:
+    """A running process whose lines can be waited for."""
+
+    def __init__(self, *command, env=None):
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        text=True, env=env)
+        started.append(self.process)
+        self.lines = queue.Queue()
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.put(line.rstrip("\n"))
+        self.lines.put(None)
+
+    def expect(self, text):
+        seen = []
+        end = time.monotonic() + LIMIT
+        while True:
+            try:
+                line = self.lines.get(timeout=max(0.01, end - time.monotonic()))
+            except queue.Empty:
+                raise AssertionError(f"no {text!r}, only {seen}") from None
+            if line is None:
+                raise AssertionError(f"ended without {text!r}, only {seen}")
+            seen.append(line)
+            if text in line:
+                return line
+
+    def finish(self):
+        self.process.stdin.close()
+        assert self.process.wait(LIMIT) == 0, self.process.returncode
+
+
+def until(what, condition):
+    end = time.monotonic() + LIMIT
+    while time.monotonic() < end:
+        value = condition()
+        if value:
+            return value
+        threading.Event().wait(0.05)
+    screenshot("timed-out")
+    raise AssertionError(f"timed out: {what}")
+
+
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, timeout=LIMIT)
+
+
+def call(service, path, method, *arguments):
+    return run("gdbus", "call", "--session", "--dest", service, "--object-path", path,
+               "--method", method, *arguments)
+
+
+def start_bus():
+    bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],
+                           stdout=subprocess.PIPE, text=True)
+    started.append(bus)
+    os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+
+
+def start_display():
+    read, write = os.pipe()
+    started.append(subprocess.Popen(["Xvfb", "-displayfd", str(write), "-screen", "0",
+                                     "1000x700x24", "-nolisten", "tcp"], pass_fds=[write],
+                                    stderr=subprocess.DEVNULL))
+    os.close(write)
+    with os.fdopen(read) as pipe:
+        os.environ["DISPLAY"] = ":" + pipe.readline().strip()
+    os.environ["QT_QPA_PLATFORM"] = "xcb"
+    started.append(subprocess.Popen(["openbox"], stderr=subprocess.DEVNULL))
+    until("window manager", lambda: "window id" in
+          run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").stdout)
+
+
+PANEL = """<?xml version="1.0"?><channel name="xfce4-panel" version="1.0">
+<property name="configver" type="int" value="2"/>
+<property name="panels" type="array"><value type="int" value="1"/>
+<property name="panel-1" type="empty"><property name="position" type="string" value="p=6;x=0;y=0"/>
+<property name="length" type="uint" value="100"/><property name="size" type="uint" value="32"/>
+<property name="position-locked" type="bool" value="true"/>
+<property name="plugin-ids" type="array"><value type="int" value="1"/></property></property></property>
+<property name="plugins" type="empty"><property name="plugin-1" type="string" value="systray">
+<property name="known-items" type="array"><value type="string" value="com.zevrik.selfservice"/></property>
+</property></property></channel>"""
+
+
+def start_panel():
+    folder = os.path.join(os.environ["XDG_CONFIG_HOME"], "xfce4/xfconf/xfce-perchannel-xml")
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, "xfce4-panel.xml"), "w", encoding="utf-8") as file:
+        file.write(PANEL)
+    panel = subprocess.Popen(["xfce4-panel", "--disable-wm-check"], stdout=subprocess.DEVNULL,
+                             stderr=subprocess.DEVNULL, start_new_session=True)
+    started.append(panel)
+    return panel
+
+
+def registered():
+    return call("org.kde.StatusNotifierWatcher", "/StatusNotifierWatcher",
+                "org.freedesktop.DBus.Properties.Get", "org.kde.StatusNotifierWatcher",
+                "RegisteredStatusNotifierItems").stdout
+
+
+def screenshot(name):
+    folder = os.environ.get("SCREENSHOTS")
+    if folder:
+        run("import", "-window", "root", os.path.join(folder, name + ".png"))
+
+
+def item_name():
+    names = run("gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
+                "/", "--method", "org.freedesktop.DBus.ListNames").stdout.split("'")
+    for name in [n for n in names if n.startswith(":")]:
+        if "ApplicationStatus" in call(name, "/StatusNotifierItem",
+                                       "org.freedesktop.DBus.Properties.GetAll",
+                                       "org.kde.StatusNotifierItem").stdout:
+            return name
+    return None
+
+
+def case_dbus():
+    start_bus()
+    probe = Probe(PROBE, "item-without-display")
+    probe.expect("log No tray host takes the status-bar item")
+    name = until("item on the bus", item_name)
+    properties = call(name, "/StatusNotifierItem", "org.freedesktop.DBus.Properties.GetAll",
+                      "org.kde.StatusNotifierItem").stdout
+    for part in ("'Id': <'com.zevrik.selfservice'>", "'Status': <'Active'>",
+                 "'ItemIsMenu': <false>", "'Menu': <objectpath '/MenuBar'>", "(22, 22, "):
+        assert part in properties, part
+    menu = "com.canonical.dbusmenu."
+    layout = call(name, "/MenuBar", menu + "GetLayout", "0", "9", "[]").stdout
+    assert "'label': <'Enroll__now & here'>" in layout and "'label': <'Exit'>" in layout, layout
+    children = __import__("re").findall(r"<\((\d+), ", layout)
+    assert len(children) == 2, layout
+    assert call(name, "/MenuBar", menu + "Event", "999", "clicked", "<0>", "0").returncode != 0
+    assert call(name, "/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate",
+                "1", "2").returncode == 0
+    probe.expect("left")
+    assert call(name, "/StatusNotifierItem", "org.kde.StatusNotifierItem.ContextMenu",
+                "1", "2").returncode == 0
+    probe.expect("right")
+    probe.expect("log No display to open the status-bar menu on.")
+    call(name, "/MenuBar", menu + "Event", children[1], "clicked", "<0>", "0")
+    probe.expect("exit chosen")
+    answer = call(name, "/MenuBar", menu + "Event", children[0], "clicked", "<0>", "0")
+    assert answer.returncode == 0, answer.stderr
+    probe.expect("destroyed")
+    until("item gone from the bus", lambda: not item_name())
+    probe.finish()
+
+
+def icon_position():
+    """The middle of the only thing in the panel, found by its window's drawing."""
+    geometry = dict(line.split("=") for line in run(
+        "xdotool", "search", "--onlyvisible", "--class", "xfce4-panel",
+        "getwindowgeometry", "--shell").stdout.split() if "=" in line)
+    return int(geometry["X"]) + 16, int(geometry["Y"]) + int(geometry["HEIGHT"]) // 2
+
+
+def click(button):
+    x, y = until("panel window", lambda: icon_position())
+    run("xdotool", "mousemove", str(x), str(y), "click", str(button))
+
+
+def click_until(probe, button, text):
+    """The host draws the icon some time after the registration, without telling anybody."""
+    end = time.monotonic() + LIMIT
+    while time.monotonic() < end:
+        click(button)
+        try:
+            if text in (probe.lines.get(timeout=0.5) or ""):
+                return
+        except queue.Empty:
+            pass
+    raise AssertionError(f"no {text!r} after clicking")
+
+
+def case_panel():
+    start_bus()
+    start_display()
+    probe = Probe(PROBE, "item")
+    probe.expect("log No tray host takes the status-bar item")
+    panel = start_panel()
+    until("item in the panel that came later", lambda: ":" in registered())
+    click_until(probe, 1, "left")
+    screenshot("panel")
+    run("xdotool", "keydown", "Control_L")
+    try:
+        click_until(probe, 1, "control-left")
+        until("menu window", lambda: run("xdotool", "search", "--onlyvisible", "--class",
+                                         "tray-probe").stdout)
+        screenshot("control-menu")
+    finally:
+        run("xdotool", "keyup", "Control_L")
+    run("xdotool", "key", "Escape")
+    run("xdotool", "mousemove", "500", "400")
+    panel.terminate()
+    panel.wait(LIMIT)
+    probe.expect("log The tray host has gone")
+    start_panel()
+    until("item in the restarted panel", lambda: ":" in registered())
+    click_until(probe, 1, "left")
+    def windows():
+        return len(run("xdotool", "search", "--onlyvisible", ".*").stdout.split())
+    before = windows()
+    click(3)
+    # The host draws the exported menu; the first entry destroys the item.
+    until("menu of the host", lambda: windows() > before)
+    screenshot("host-menu")
+    run("xdotool", "key", "Down", "Return")
+    probe.expect("destroyed")
+    until("item gone from the watcher", lambda: ":" not in registered())
+    probe.finish()
+
+
+def case_nobus():
+    os.environ["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus"
+    probe = Probe(PROBE, "item-without-display")
+    probe.expect("log No session bus")
+    probe.expect("ready")
+    probe.finish()
+
+
+def case_nodisplay():
+    os.environ.pop("DISPLAY", None)
+    probe = Probe(PROBE, "alert-without-display")
+    line = probe.expect("log No display")
+    assert "This service is <b>not</b> configured. Ask your administrator." in line, line
+    probe.expect("response -1001")
+
+
+def alert_window(probe):
+    return until("alert", lambda: run("xdotool", "search", "--onlyvisible", "--name",
+                                      "^Self-Service Password Reset$").stdout.split())[-1]
+
+
+def case_alert():
+    start_display()
+    for name, key in (("answered", "Return"), ("escaped", "Escape")):
+        probe = Probe(PROBE, "alert")
+        window = alert_window(probe)
+        run("xdotool", "windowfocus", "--sync", window)
+        run("xdotool", "key", key)
+        probe.expect("response 1000")
+    probe = Probe(PROBE, "alert")
+    alert_window(probe)
+    screenshot("alert")
+    probe.process.stdin.close()
+    probe.expect("response -1001")
+    large = dict(os.environ, QT_SCALE_FACTOR="2")
+    probe = Probe(PROBE, "alert", env=large)
+    window = alert_window(probe)
+    size = run("xdotool", "getwindowgeometry", "--shell", window).stdout
+    width = int(size.split("WIDTH=")[1].split()[0])
+    assert width <= 1000, size
+    screenshot("alert-200")
+    run("xdotool", "windowfocus", "--sync", window)
+    run("xdotool", "key", "Return")
+    probe.expect("response 1000")
+
+
+scratch = tempfile.mkdtemp(prefix="tray-test-")
+for variable in ("XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"):
+    os.environ[variable] = os.path.join(scratch, variable)
+    os.makedirs(os.environ[variable], mode=0o700)
+os.environ["NO_AT_BRIDGE"] = "1"
+try:
+    {"dbus": case_dbus, "panel": case_panel, "nobus": case_nobus, "nodisplay": case_nodisplay,
+     "alert": case_alert}[CASE]()
+    print("passed")
+finally:
+    for process in reversed(started):
+        if process.poll() is None:
+            process.terminate()
+        try:
+            process.wait(5)
+        except subprocess.TimeoutExpired:
+            process.kill()
+    shutil.rmtree(scratch, ignore_errors=True)
