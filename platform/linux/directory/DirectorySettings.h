@@ -39,7 +39,7 @@ struct DirectorySettings
     QString domain;                  ///< "domain": DNS name; empty: that of the user's ticket
     /// "netbios-domain": the domain's NetBIOS name; empty: the first label of its DNS name.
     QString netBiosDomain;
-    QString site;                    ///< "site": its servers are asked first
+    QString site; ///< "site": its servers are asked first
     /// "server", "global-catalog": host, host:port or [address]:port, several with commas; asked in
     /// this order. Empty: found through DNS. Servers alone stand for the catalog too.
     QList<DirectoryServerAddress> servers;

@@ -75,10 +75,10 @@ private Q_SLOTS:
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments, diagnostics), 0);
         sink(1, DiagnosticType::Debug, QStringLiteral("late"));
-        QCOMPARE(f.fake.log->lines(),
-                 (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
-                              QStringLiteral("[Error]: early %@"),
-                              QStringLiteral("[Debug]: late")}));
+        QCOMPARE(
+            f.fake.log->lines(),
+            (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
+                         QStringLiteral("[Error]: early %@"), QStringLiteral("[Debug]: late")}));
     }
 
     void thePlainRoleSaysThatNothingIsConfigured()
