@@ -50,12 +50,3 @@ function(ss_fuzzer name source)
 endfunction()
 
 add_custom_target(ss_fuzzers)
-
-# Every test labelled "tsan" hangs its program on this target: ss_run_under_tsan(test program…).
-add_custom_target(ss_tsan_tests)
-function(ss_run_under_tsan test)
-    set_property(TEST ${test} APPEND PROPERTY LABELS tsan)
-    set_property(TEST ${test} APPEND PROPERTY ENVIRONMENT
-        "TSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/tsan.supp:halt_on_error=1:second_deadlock_stack=1")
-    add_dependencies(ss_tsan_tests ${ARGN})
-endfunction()
