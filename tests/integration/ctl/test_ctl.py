@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import plistlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -276,11 +277,13 @@ class ControlTest(unittest.TestCase):
     def run_with_own_tmp(self, prepare):
         """A verbose discovery with a /tmp of its own: the program's status, and the log after it
         or none."""
+        # The build may lie below the /tmp that is covered.
+        program = shutil.copy(PROGRAM, self.folder)
         script = ('mount -t tmpfs none /tmp && cd / && ' + prepare +
                   ' && "$@" > /dev/null; status=$?; log=/tmp/zevrikselfservice.log;'
                   ' if [ -e $log ]; then cat $log; else echo absent; fi; exit $status')
         done = subprocess.run(
-            ["unshare", "-m" if os.geteuid() == 0 else "-rm", "sh", "-c", script, "sh", PROGRAM,
+            ["unshare", "-m" if os.geteuid() == 0 else "-rm", "sh", "-c", script, "sh", program,
              "discover", "--ldif", self.ldif, "--defaults",
              self.plist("verbose.plist", {"LogLevel": 2})],
             stdin=subprocess.DEVNULL, capture_output=True, timeout=60, env=ENVIRONMENT)
