@@ -19,7 +19,8 @@ public:
     LinuxRunLoopTimer(double seconds, RunLoop::TimerHandler handler) : m_handler(std::move(handler))
     {
         m_timer.setSingleShot(true);
-        m_timer.setTimerType(seconds >= 20 ? Qt::VeryCoarseTimer : Qt::CoarseTimer);
+        // The coarse ones may fire early by a twentieth.
+        m_timer.setTimerType(Qt::PreciseTimer);
         QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { expired(); });
         m_remaining = std::isfinite(seconds) ? std::max(0.0, std::ceil(seconds * 1000.0)) : 0.0;
         startNext();
