@@ -20,6 +20,7 @@
 namespace {
 
 constexpr qint64 readBufferBytes = 65'536;
+constexpr int maximumRedirects = 20;
 
 UrlError::Code codeOf(QNetworkReply::NetworkError error)
 {
@@ -118,15 +119,31 @@ void LinuxUrlTransfer::run()
 
 std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
 {
-    QEventLoop loop;
-    m_loop = &loop;
     QNetworkAccessManager manager;
     manager.setAutoDeleteReplies(false);
     manager.setProxyFactory(makeProxyFactory(m_settings.proxies).release());
+    QUrl target = url;
+    for (int hops = 0; hops <= maximumRedirects; ++hops) {
+        exchange(manager, target);
+        if (!m_redirect)
+            return m_error;
+        target = *m_redirect;
+    }
+    return UrlError{UrlError::Code::Other, QStringLiteral("too many redirects")};
+}
+
+void LinuxUrlTransfer::exchange(QNetworkAccessManager &manager, const QUrl &url)
+{
+    QEventLoop loop;
+    m_loop = &loop;
+    m_ended = false;
+    m_redirect.reset();
 
     QNetworkRequest request(url);
+    // Followed here, with a reply of its own for each: one that Qt redirects may still carry the
+    // length of the answer before.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                         QNetworkRequest::NoLessSafeRedirectPolicy);
+                         QNetworkRequest::ManualRedirectPolicy);
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     // Qt would end a body that unpacks to a multiple of its size without an error; the limit of
     // ours does better.
@@ -150,7 +167,6 @@ std::optional<UrlError> LinuxUrlTransfer::transfer(const QUrl &url)
     // Its end, which ends the request as well, is nobody's business any more.
     reply->disconnect();
     m_loop = nullptr;
-    return m_error;
 }
 
 void LinuxUrlTransfer::watch(QNetworkReply &reply, QEventLoop &loop, QTimer &stall)
@@ -162,7 +178,6 @@ void LinuxUrlTransfer::watch(QNetworkReply &reply, QEventLoop &loop, QTimer &sta
     });
     stall.start();
     const auto progress = [&stall] { stall.start(); };
-    QObject::connect(&reply, &QNetworkReply::redirected, &stall, progress);
     QObject::connect(&reply, &QNetworkReply::encrypted, &stall, progress);
     QObject::connect(&reply, &QNetworkReply::metaDataChanged, &loop, [this, &reply, progress] {
         progress();
@@ -180,9 +195,10 @@ void LinuxUrlTransfer::readHead(QNetworkReply &reply)
     const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (m_ended || m_headRead || !status.isValid())
         return;
-    // An answer that redirects is followed, and the one after it is the one that counts.
-    if (isFollowed(status.toInt()) && reply.hasRawHeader("Location") && !reply.isFinished())
+    if (isFollowed(status.toInt()) && reply.hasRawHeader("Location")) {
+        redirect(reply.url(), reply.rawHeader("Location"));
         return;
+    }
     m_headRead = true;
     const auto delegate = m_delegate.lock();
     if (!delegate || delegate->didReceiveResponse(status.toInt(), httpStatusText(status.toInt())) ==
@@ -193,6 +209,24 @@ void LinuxUrlTransfer::readHead(QNetworkReply &reply)
     const QVariant length = reply.header(QNetworkRequest::ContentLengthHeader);
     if (length.isValid() && length.toLongLong() > m_settings.limits.bodyBytes)
         failTooLarge();
+}
+
+void LinuxUrlTransfer::redirect(const QUrl &from, const QByteArray &location)
+{
+    const QUrl target = from.resolved(QUrl::fromEncoded(location));
+    const bool isSecure = target.scheme() == QLatin1String("https");
+    if (!target.isValid() || target.host().isEmpty() ||
+        (!isSecure && target.scheme() != QLatin1String("http"))) {
+        fail(UrlError::Code::BadUrl, QStringLiteral("unsupported redirect"));
+        return;
+    }
+    if (!isSecure && from.scheme() == QLatin1String("https")) {
+        fail(UrlError::Code::Other, QStringLiteral("insecure redirect"));
+        return;
+    }
+    m_redirect = target;
+    m_ended = true;
+    m_loop->quit();
 }
 
 void LinuxUrlTransfer::readBody(QNetworkReply &reply)

@@ -3,9 +3,11 @@
 #include "platform/linux/web/LinuxUrlSession.h"
 
 #include <QNetworkReply>
+#include <QUrl>
 
 class LinuxUrlTask;
 class QEventLoop;
+class QNetworkAccessManager;
 class QTimer;
 
 struct LinuxUrlTransferSettings
@@ -31,6 +33,9 @@ public:
 
 private:
     [[nodiscard]] std::optional<UrlError> transfer(const QUrl &url);
+    /// One request of possibly several: an answer that redirects leaves its address in m_redirect.
+    void exchange(QNetworkAccessManager &manager, const QUrl &url);
+    void redirect(const QUrl &from, const QByteArray &location);
     void watch(QNetworkReply &reply, QEventLoop &loop, QTimer &stall);
     void readHead(QNetworkReply &reply);
     void readBody(QNetworkReply &reply);
@@ -43,6 +48,7 @@ private:
     const std::weak_ptr<UrlSessionDelegate> m_delegate;
     QEventLoop *m_loop = nullptr;
     std::optional<UrlError> m_error;
+    std::optional<QUrl> m_redirect;
     bool m_headRead = false;
     bool m_ended = false;
     qint64 m_received = 0;
