@@ -21,6 +21,10 @@ public:
     void answer(qsizetype index, const QByteArray &body);
     void fail(qsizetype index, const UrlError &error);
 
+    /// Set: a transfer ends with it while it is being started, as it does where no thread can be
+    /// had.
+    std::optional<UrlError> startError;
+
 private:
     class Session;
     class Task;
