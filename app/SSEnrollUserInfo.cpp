@@ -56,14 +56,25 @@ SSEnrollUserInfo::~SSEnrollUserInfo()
 
 bool SSEnrollUserInfo::checkNeedUserEnroll()
 {
-    const std::lock_guard guard(m_downloaderLock);
-    if (m_webDownloader) {
-        SSLog(1, SSMessageType::Error, "SSEnrollUserInfo web downloader is already started.");
-        return false;
+    std::shared_ptr<SSWebDownloader> started;
+    bool completed = false;
+    {
+        const std::lock_guard guard(m_downloaderLock);
+        if (m_webDownloader) {
+            SSLog(1, SSMessageType::Error, "SSEnrollUserInfo web downloader is already started.");
+            return false;
+        }
+        m_completedEarly = false;
+        m_webDownloader =
+            SSWebDownloader::initWithURL(m_url, m_proxy, weak_from_this(), "onWebDownloader");
+        started = m_webDownloader;
+        completed = m_completedEarly;
     }
-    m_webDownloader =
-        SSWebDownloader::initWithURL(m_url, m_proxy, weak_from_this(), "onWebDownloader");
-    return m_webDownloader != nullptr;
+    if (!started)
+        return false;
+    if (completed)
+        onWebDownloader(started.get());
+    return true;
 }
 
 void SSEnrollUserInfo::onWebDownloader(QObject *downloader)
@@ -72,6 +83,8 @@ void SSEnrollUserInfo::onWebDownloader(QObject *downloader)
     {
         const std::lock_guard guard(m_downloaderLock);
         current = m_webDownloader;
+        // Another thread cannot hold the lock while the creation does.
+        m_completedEarly = !current;
     }
     if (!current || current.get() != downloader)
         return;

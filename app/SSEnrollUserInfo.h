@@ -66,7 +66,9 @@ private:
     std::optional<QString> m_proxy;
     QMap<QString, QString> m_params;
     SSTargetAction m_targetAction;
-    // A download may complete on its own thread before its creation here has returned.
-    std::mutex m_downloaderLock;
+    // A download may complete before its creation here has returned: on its own thread, which waits
+    // for that, or on this one.
+    std::recursive_mutex m_downloaderLock;
     std::shared_ptr<SSWebDownloader> m_webDownloader;
+    bool m_completedEarly = false; ///< within the creation, on its own thread
 };

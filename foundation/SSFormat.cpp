@@ -1,6 +1,7 @@
 #include "foundation/SSFormat.h"
 
 #include <QDateTime>
+#include <QLocale>
 
 namespace {
 
@@ -55,7 +56,7 @@ QString scalar(const QVariant &value)
         return value.toDateTime().toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
                QStringLiteral(" +0000");
     case QMetaType::Double:
-        return QString::number(value.toDouble(), 'g', 17);
+        return QString::number(value.toDouble(), 'g', QLocale::FloatingPointShortest);
     default:
         return value.toString();
     }

@@ -36,6 +36,7 @@ using PropertyListResult = Result<QVariant, PropertyListError>;
 [[nodiscard]] PropertyListResult readBinaryPropertyList(const QByteArray &contents,
                                                         const PropertyListLimits &limits = {});
 
-/// The XML form alone. A document type may be named; entities are never declared or loaded.
+/// The XML form alone, in UTF-8, UTF-16 or UTF-32. A document type may be named; entities are never
+/// declared or loaded.
 [[nodiscard]] PropertyListResult readXmlPropertyList(const QByteArray &contents,
                                                      const PropertyListLimits &limits = {});

@@ -2,6 +2,7 @@
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>
+#include <QStringDecoder>
 #include <QXmlStreamReader>
 
 #include <limits>
@@ -75,10 +76,75 @@ std::optional<QVariant> data(const QString &text)
     return QVariant(*decoded);
 }
 
+/// Characters of one tag. A property list's own are far shorter; the parser compares every
+/// attribute with all before it, which a tag as long as the file would turn into hours.
+constexpr qsizetype longestTag = 1024;
+
+/// Where what begins with the "<" at `start` ends.
+qsizetype endOfMarkup(QStringView text, qsizetype start)
+{
+    const QStringView rest = text.sliced(start);
+    const auto endsBehind = [&](QLatin1String end, qsizetype from) {
+        const qsizetype found = text.indexOf(end, start + from);
+        return found < 0 ? text.size() : found + end.size();
+    };
+    if (rest.startsWith(QLatin1String("<!--")))
+        return endsBehind(QLatin1String("-->"), 4);
+    if (rest.startsWith(QLatin1String("<![CDATA[")))
+        return endsBehind(QLatin1String("]]>"), 9);
+    if (rest.startsWith(QLatin1String("<?")))
+        return endsBehind(QLatin1String("?>"), 2);
+    QChar quote;
+    for (qsizetype i = start + 1; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (!quote.isNull()) {
+            if (c == quote)
+                quote = QChar();
+        } else if (c == QLatin1Char('"') || c == QLatin1Char('\'')) {
+            quote = c;
+        } else if (c == QLatin1Char('>')) {
+            return i + 1;
+        }
+    }
+    return text.size();
+}
+
+/// What the parser must not even begin with, empty for nothing. Text that is not well-formed may be
+/// misjudged only behind the place where the parser stops.
+QString markupProblem(QStringView text)
+{
+    for (qsizetype at = text.indexOf(QLatin1Char('<')); at >= 0;) {
+        const qsizetype end = endOfMarkup(text, at);
+        const QStringView markup = text.sliced(at, end - at);
+        const bool isDocumentType = markup.startsWith(QLatin1String("<!DOCTYPE"));
+        // Where entities and attributes would be declared, the latter also compared with each
+        // other.
+        if (isDocumentType && markup.contains(QLatin1Char('[')))
+            return QStringLiteral("the document type declares something");
+        const bool isTag = isDocumentType || (!markup.startsWith(QLatin1String("<?")) &&
+                                              !markup.startsWith(QLatin1String("<!")));
+        if (isTag && markup.size() > longestTag)
+            return QStringLiteral("a tag is too long");
+        at = text.indexOf(QLatin1Char('<'), end);
+    }
+    return {};
+}
+
+/// UTF-8, or UTF-16 or UTF-32 as its first bytes show; none for anything else.
+std::optional<QString> decoded(const QByteArray &contents)
+{
+    QStringDecoder decoder(
+        QStringConverter::encodingForData(contents, u'<').value_or(QStringConverter::Utf8));
+    QString text = decoder.decode(contents);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
 class Reader
 {
 public:
-    Reader(const QByteArray &contents, const PropertyListLimits &limits)
+    Reader(const QString &contents, const PropertyListLimits &limits)
         : m_xml(contents), m_budget(limits)
     {
         m_xml.setEntityExpansionLimit(0);
@@ -108,16 +174,15 @@ private:
             case QXmlStreamReader::EndElement:
             case QXmlStreamReader::EndDocument:
                 return true;
-            case QXmlStreamReader::DTD:
-                // An internal subset is where entities would be declared.
-                if (m_xml.text().contains(QLatin1Char('[')))
-                    return fail(QStringLiteral("the document type declares something"));
-                break;
             case QXmlStreamReader::Characters:
                 if (!m_xml.isWhitespace())
                     return fail(QStringLiteral("text between the values"));
                 break;
             case QXmlStreamReader::StartDocument:
+                if (!isReadEncoding(m_xml.documentEncoding()))
+                    return fail(QStringLiteral("its encoding is not Unicode"));
+                break;
+            case QXmlStreamReader::DTD:
             case QXmlStreamReader::Comment:
             case QXmlStreamReader::ProcessingInstruction:
                 break;
@@ -125,6 +190,13 @@ private:
                 return fail(invalidText());
             }
         }
+    }
+
+    /// Of the encodings that a document may name, those that decoded() has read rightly.
+    static bool isReadEncoding(QStringView name)
+    {
+        return name.isEmpty() || name.startsWith(QLatin1String("UTF-"), Qt::CaseInsensitive) ||
+               name.compare(QLatin1String("US-ASCII"), Qt::CaseInsensitive) == 0;
     }
 
     bool readDocument(QVariant &result)
@@ -263,5 +335,11 @@ PropertyListResult readXmlPropertyList(const QByteArray &contents, const Propert
 {
     if (contents.size() > limits.fileSize)
         return Failure{PropertyListError{PropertyListText::tooLarge()}};
-    return Reader(contents, limits).read();
+    const std::optional<QString> text = decoded(contents);
+    if (!text)
+        return Failure{PropertyListError{QStringLiteral("its text is not valid Unicode")}};
+    const QString problem = markupProblem(*text);
+    if (!problem.isEmpty())
+        return Failure{PropertyListError{problem}};
+    return Reader(*text, limits).read();
 }

@@ -80,6 +80,11 @@ void LinuxRunLoop::performOnMainThread(std::function<void()> work)
 {
     const std::lock_guard guard(m_lock);
     m_work.push_back(std::move(work));
+    wake();
+}
+
+void LinuxRunLoop::wake() const
+{
     const quint64 one = 1;
     [[maybe_unused]] const ssize_t written = ::write(m_wake, &one, sizeof one);
 }
@@ -88,11 +93,17 @@ void LinuxRunLoop::drain()
 {
     quint64 count = 0;
     [[maybe_unused]] const ssize_t got = ::read(m_wake, &count, sizeof count);
-    std::deque<std::function<void()>> work;
+    std::function<void()> work;
     {
         const std::lock_guard guard(m_lock);
-        work.swap(m_work);
+        if (m_work.empty())
+            return;
+        work = std::move(m_work.front());
+        m_work.pop_front();
+        // The rest has turns of its own: the work may run a loop of its own, as a dialog does, in
+        // which what waits must go on, and before what is handed over later.
+        if (!m_work.empty())
+            wake();
     }
-    for (const std::function<void()> &item : work)
-        item();
+    work();
 }

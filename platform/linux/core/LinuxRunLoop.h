@@ -22,6 +22,7 @@ public:
 
 private:
     void drain();
+    void wake() const;
 
     // Work crosses threads through this lock alone; the descriptor only wakes the loop.
     std::mutex m_lock;

@@ -21,8 +21,10 @@ class tst_SSEnrollUserInfo : public QObject
 
     struct Query
     {
-        explicit Query(const QByteArray &action = "heard", bool withUrl = true)
+        explicit Query(const QByteArray &action = "heard", bool withUrl = true,
+                       const std::optional<UrlError> &startError = {})
         {
+            f.urls->startError = startError;
             f.fillDirectory();
             QMap<QString, QString> data = f.keywords;
             if (!withUrl)
@@ -74,6 +76,20 @@ private Q_SLOTS:
         QCOMPARE(q.listener->senders.size(), 1);
         QVERIFY(q.query->params().isEmpty());
         QVERIFY(q.query->needReckeck());
+    }
+
+    void aDownloadThatFailsWithinItsStartIsHeardOfLikeAnyOther()
+    {
+        Query q("heard", true, UrlError{UrlError::Code::Other, QStringLiteral("no thread")});
+        QVERIFY(q.query);
+        QCOMPARE(q.listener->senders, QList<QObject *>{q.query.get()});
+        QVERIFY(q.query->needReckeck());
+        // Nothing is held any more, so the next one may start.
+        q.f.urls->startError.reset();
+        QVERIFY(q.query->checkNeedUserEnroll());
+        q.f.urls->answer(1, "NeedPssEnroll=true");
+        QCOMPARE(q.listener->senders.size(), 2);
+        QVERIFY(!q.query->needReckeck());
     }
 
     void aSecondCheckWhileTheFirstRunsIsRefused()

@@ -68,6 +68,8 @@ private Q_SLOTS:
         QCOMPARE(SSFormat::description(QVariant(true)), QStringLiteral("1"));
         QCOMPARE(SSFormat::description(QVariant(qlonglong(-7))), QStringLiteral("-7"));
         QCOMPARE(SSFormat::description(QVariant(1.5)), QStringLiteral("1.5"));
+        QCOMPARE(SSFormat::description(QVariant(0.1)), QStringLiteral("0.1"));
+        QCOMPARE(SSFormat::description(QVariant(30.0)), QStringLiteral("30"));
         QCOMPARE(SSFormat::description(QVariant(QByteArray::fromHex("00ff"))),
                  QStringLiteral("<00ff>"));
         QCOMPARE(

@@ -83,6 +83,10 @@ private Q_SLOTS:
             QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
         QVERIFY(utf16.ok());
         QCOMPARE(utf16.value(), QVariant(QStringLiteral("\u00e4")));
+        QVERIFY(readPropertyList("<?xml version='1.0' encoding='us-ascii'?><plist><true/></plist>")
+                    .ok());
+        QCOMPARE(errorOf("<?xml version='1.0' encoding='ISO-8859-1'?><plist><true/></plist>"),
+                 QStringLiteral("its encoding is not Unicode (line 1)"));
     }
 
     void refused_data()
@@ -129,11 +133,11 @@ private Q_SLOTS:
             "an entity is not known (line 4)");
         row("declared entity",
             "<!DOCTYPE plist [<!ENTITY a \"b\">]><plist><string>&a;</string></plist>",
-            "the document type declares something (line 1)");
+            "the document type declares something");
         row("external entity",
             "<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>"
             "<plist><string>&a;</string></plist>",
-            "the document type declares something (line 1)");
+            "the document type declares something");
     }
     void refused()
     {
@@ -181,6 +185,50 @@ private Q_SLOTS:
         timer.start();
         QVERIFY(!readPropertyList(bomb).ok());
         QVERIFY(timer.elapsed() < 5000);
+    }
+
+    // Attributes are compared with each other, so many in one tag would take for ever.
+    void aTagOfManyAttributesIsRefusedAtOnce_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::newRow("plain") << QByteArray();
+        QTest::newRow("behind a comment") << QByteArray("<!-- it's > \" -->");
+        QTest::newRow("behind an instruction") << QByteArray("<?a b='>\"?>");
+        QTest::newRow("behind a document type") << QByteArray("<!DOCTYPE plist SYSTEM \"'>\">");
+    }
+    void aTagOfManyAttributesIsRefusedAtOnce()
+    {
+        QFETCH(QByteArray, before);
+        QByteArray attributes;
+        for (int i = 0; i < 600'000; ++i)
+            attributes += " a" + QByteArray::number(i) + "='>'";
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(errorOf(before + "<plist" + attributes + "><true/></plist>"),
+                 QStringLiteral("a tag is too long"));
+        QVERIFY(timer.elapsed() < 5000);
+    }
+
+    void aDocumentTypeOfManyDeclarationsIsRefusedAtOnce()
+    {
+        QByteArray declarations;
+        for (int i = 0; i < 200'000; ++i)
+            declarations += "<!ATTLIST plist a" + QByteArray::number(i) + " CDATA 'x'>";
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(errorOf("<!DOCTYPE plist [" + declarations + "]><plist><true/></plist>"),
+                 QStringLiteral("the document type declares something"));
+        QVERIFY(timer.elapsed() < 5000);
+    }
+
+    void longTextsAndCommentsAreNoLongTags()
+    {
+        const QByteArray text(5000, '=');
+        const PropertyListResult result =
+            readPropertyList("<!--" + text + "--><plist><?a " + text + "?><string>" + text +
+                             "\"'><![CDATA[<" + text + "]]></string></plist>");
+        QVERIFY(result.ok());
+        QCOMPARE(result.value(), QVariant(QString::fromLatin1(text + "\"'><" + text)));
     }
 
     void limits()

@@ -1,5 +1,5 @@
 #include "tests/support/FakePlatform.h"
-#include "tests/unit/web/FakeUrlSession.h"
+#include "tests/support/FakeUrlSession.h"
 #include "web/SSWebDownloader.h"
 #include "web/SSWebDownloaderDelegate.h"
 
@@ -47,10 +47,10 @@ struct World : FakePlatform
         const auto downloader = download();
         Text text;
         listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
-        (void)web->respond(200, QStringLiteral("no error"));
+        (void)web->latest()->respond(200, QStringLiteral("no error"));
         for (const QByteArray &chunk : chunks)
-            web->receive(chunk);
-        web->complete();
+            web->latest()->receive(chunk);
+        web->latest()->complete();
         return text;
     }
     std::shared_ptr<FakeUrlSessionFactory> web = std::make_shared<FakeUrlSessionFactory>();
@@ -68,7 +68,7 @@ private Q_SLOTS:
         for (const Text &none : {Text(), Text(QStringLiteral(""))}) {
             const World world;
             QVERIFY(!SSWebDownloader::initWithURL(none, {}, world.listener, "heard"));
-            QVERIFY(world.web->configurations.isEmpty());
+            QVERIFY(world.web->transfers().isEmpty());
             QCOMPARE(world.errors(),
                      QStringList{QStringLiteral(
                          "[Error]: Failed to download page content. The URL is empty.")});
@@ -91,12 +91,12 @@ private Q_SLOTS:
         QCOMPARE(world.log->lines(),
                  (QStringList{QStringLiteral("[Info]:     URL: http://h/x"),
                               QStringLiteral("[Info]:     Proxy: proxy.example:3128")}));
-        QCOMPARE(world.web->urls, (QStringList{url, url}));
-        QVERIFY(world.web->task->resumed);
-        QVERIFY(!world.web->configurations.at(0).ephemeral);
-        QVERIFY(!world.web->configurations.at(0).connectionProxyDictionary);
-        QVERIFY(world.web->configurations.at(1).ephemeral);
-        QCOMPARE(world.web->configurations.at(1).connectionProxyDictionary->at(1).second,
+        QCOMPARE(world.web->urls(), (QStringList{url, url}));
+        QVERIFY(world.web->latest()->resumed);
+        QVERIFY(!world.web->configuration(0).ephemeral);
+        QVERIFY(!world.web->configuration(0).connectionProxyDictionary);
+        QVERIFY(world.web->configuration(1).ephemeral);
+        QCOMPARE(world.web->configuration(1).connectionProxyDictionary->at(1).second,
                  QVariant(QStringLiteral("proxy.example")));
     }
 
@@ -106,21 +106,21 @@ private Q_SLOTS:
         const auto downloader = world.download();
         Text text;
         world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
-        QCOMPARE(world.web->respond(200, QStringLiteral("no error")),
+        QCOMPARE(world.web->latest()->respond(200, QStringLiteral("no error")),
                  std::optional(UrlResponseDisposition::Allow));
         // One character of two bytes, parted between chunks, and one of four: 7 bytes, 4 units.
-        world.web->receive("a\xC3");
-        world.web->receive("");
-        world.web->receive("\xBC\xF0\x9F\x98\x80");
+        world.web->latest()->receive("a\xC3");
+        world.web->latest()->receive("");
+        world.web->latest()->receive("\xBC\xF0\x9F\x98\x80");
         QCOMPARE(world.listener->calls, 0);
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.listener->calls, 1);
         QCOMPARE(world.listener->last, downloader.get());
         QCOMPARE(text, Text(QStringLiteral(u"a\u00FC\U0001F600")));
         QCOMPARE(world.log->lines().mid(2),
                  (QStringList{QStringLiteral("[Info]:     UTF8: 7 bytes"),
                               QStringLiteral("[Info]:     Unicode: 4 chars")}));
-        QVERIFY(world.web->task->cancels >= 1);
+        QVERIFY(world.web->latest()->cancels >= 1);
         QVERIFY(world.web->invalidations >= 1);
     }
 
@@ -139,7 +139,8 @@ private Q_SLOTS:
         QFETCH(bool, good);
         const World world;
         const auto downloader = world.download();
-        QCOMPARE(world.web->respond(status, QStringLiteral("t")) == UrlResponseDisposition::Allow,
+        QCOMPARE(world.web->latest()->respond(status, QStringLiteral("t")) ==
+                     UrlResponseDisposition::Allow,
                  good);
         QCOMPARE(world.errors().isEmpty(), good);
     }
@@ -150,9 +151,9 @@ private Q_SLOTS:
         const auto downloader = world.download();
         Text text = QStringLiteral("unset");
         world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
-        QCOMPARE(world.web->respond(404, QStringLiteral("not found")),
+        QCOMPARE(world.web->latest()->respond(404, QStringLiteral("not found")),
                  std::optional(UrlResponseDisposition::Cancel));
-        world.web->completeCancelled();
+        world.web->latest()->completeCancelled();
         QCOMPARE(
             world.errors(),
             (QStringList{QStringLiteral("[Error]: WebResponse with code:404. Error: not found"),
@@ -201,8 +202,9 @@ private Q_SLOTS:
         const auto downloader = world.download();
         Text text = QStringLiteral("unset");
         world.listener->onHeard = [&](SSWebDownloader *sender) { text = sender->result(); };
-        world.web->receive("half");
-        world.web->complete(UrlError{UrlError::Code::ConnectionLost, QStringLiteral("lost")});
+        world.web->latest()->receive("half");
+        world.web->latest()->complete(
+            UrlError{UrlError::Code::ConnectionLost, QStringLiteral("lost")});
         QCOMPARE(text, Text());
         QCOMPARE(world.errors(),
                  QStringList{QStringLiteral("[Error]: SSWebDownloader::Error: lost")});
@@ -214,16 +216,16 @@ private Q_SLOTS:
         world.web->completesOnCancel = false;
         const auto downloader = world.download();
         world.runLoop->onSleep = [&] {
-            QCOMPARE(world.web->task->cancels.load(), 1);
+            QCOMPARE(world.web->latest()->cancels.load(), 1);
             if (world.runLoop->sleeps == 3)
-                world.web->completeCancelled();
+                world.web->latest()->completeCancelled();
         };
         downloader->unsubscribe();
         // Looked at every tenth of a second until the task had completed.
         QCOMPARE(world.runLoop->sleeps, 3);
         QCOMPARE(world.runLoop->monotonicMilliseconds(), 300);
         QCOMPARE(world.listener->calls, 0);
-        QVERIFY(world.web->delegate.expired());
+        QVERIFY(world.web->latest()->delegate.expired());
         QCOMPARE(downloader->result(), Text());
         downloader->performAction();
         QCOMPARE(world.listener->calls, 0);
@@ -233,9 +235,9 @@ private Q_SLOTS:
     {
         const World world;
         (void)world.download();
-        QVERIFY(world.web->task->cancels >= 1);
-        QCOMPARE(world.web->task->state(), UrlSessionTaskState::Completed);
-        QVERIFY(world.web->delegate.expired());
+        QVERIFY(world.web->latest()->cancels >= 1);
+        QCOMPARE(world.web->latest()->state(), UrlSessionTaskState::Completed);
+        QVERIFY(world.web->latest()->delegate.expired());
         QCOMPARE(world.listener->calls, 0);
     }
 
@@ -247,7 +249,7 @@ private Q_SLOTS:
             sender->unsubscribe();
             downloader.reset();
         };
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.listener->calls, 1);
         QCOMPARE(world.runLoop->sleeps, 0);
     }
@@ -258,12 +260,12 @@ private Q_SLOTS:
         const auto delegate =
             SSWebDownloaderDelegate::initWithURL(url, {}, world.listener, "heard");
         world.listener->onHeard = [&](SSWebDownloader *) {
-            world.web->task->current = UrlSessionTaskState::Running;
+            world.web->latest()->current = UrlSessionTaskState::Running;
             delegate->waitTask();
             (void)delegate->result();
-            world.web->task->current = UrlSessionTaskState::Completed;
+            world.web->latest()->current = UrlSessionTaskState::Completed;
         };
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.listener->calls, 1);
         QCOMPARE(world.runLoop->sleeps, 0);
     }
@@ -284,7 +286,7 @@ private Q_SLOTS:
             unsubscribedDuringTheCall = changed.wait_for(guard, std::chrono::milliseconds(300),
                                                          [&] { return unsubscribed; });
         };
-        std::thread session([&] { world.web->complete(); });
+        std::thread session([&] { world.web->latest()->complete(); });
         {
             std::unique_lock guard(lock);
             changed.wait(guard, [&] { return inCall; });
@@ -308,7 +310,7 @@ private Q_SLOTS:
         QCOMPARE(world.runLoop->sleeps, 3);
         delegate->waitTaskWithInterval(0);
         QCOMPARE(world.runLoop->sleeps, 3);
-        world.web->complete();
+        world.web->latest()->complete();
         delegate->waitTaskWithInterval(5);
         delegate->waitTask();
         QCOMPARE(world.runLoop->sleeps, 3);
@@ -329,9 +331,9 @@ private Q_SLOTS:
         world.runLoop->onSleep = [&] {
             if (world.runLoop->sleeps < 2)
                 return;
-            (void)world.web->respond(200, QStringLiteral("no error"));
-            world.web->receive("text");
-            world.web->complete();
+            (void)world.web->latest()->respond(200, QStringLiteral("no error"));
+            world.web->latest()->receive("text");
+            world.web->latest()->complete();
         };
         QCOMPARE(SSWebDownloader::downloadWithURL(url, {}), Text(QStringLiteral("text")));
         QCOMPARE(world.runLoop->sleeps, 2);
@@ -342,9 +344,9 @@ private Q_SLOTS:
     {
         const World world;
         const auto downloader = world.download();
-        world.web->receive("text");
-        world.web->complete();
-        QVERIFY(world.web->delegate.expired());
+        world.web->latest()->receive("text");
+        world.web->latest()->complete();
+        QVERIFY(world.web->latest()->delegate.expired());
         QCOMPARE(downloader->result(), Text(QStringLiteral("text")));
     }
 
@@ -352,7 +354,7 @@ private Q_SLOTS:
     {
         const World world;
         const auto downloader = world.download();
-        world.web->complete();
+        world.web->latest()->complete();
         const auto other = SSWebDownloaderDelegate::create({}, {});
         downloader->onAction(other.get());
         QCOMPARE(world.listener->calls, 1);
@@ -365,7 +367,7 @@ private Q_SLOTS:
         const auto other = SSWebDownloaderDelegate::create({}, {});
         downloader->onAction(other.get());
         QCOMPARE(world.listener->calls, 0);
-        QCOMPARE(world.web->task->cancels.load(), 0);
+        QCOMPARE(world.web->latest()->cancels.load(), 0);
     }
 
     void missingPiecesOfTheCallAreLogged_data()
@@ -399,11 +401,11 @@ private Q_SLOTS:
         const std::weak_ptr<QObject> target =
             hasTarget ? std::weak_ptr<QObject>(world.listener) : std::weak_ptr<QObject>();
         const auto delegate = SSWebDownloaderDelegate::initWithURL(url, {}, target, action);
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.errors(), expected(delegateText));
         world.log->clear();
         const auto downloader = SSWebDownloader::initWithURL(url, {}, target, action);
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.errors(), expected(downloaderText));
         QCOMPARE(world.listener->calls, 0);
     }
@@ -413,7 +415,7 @@ private Q_SLOTS:
         World world;
         const auto downloader = world.download();
         world.listener.reset();
-        world.web->complete();
+        world.web->latest()->complete();
         QCOMPARE(world.errors(),
                  QStringList{QStringLiteral("[Error]: WebDownloader target is not assigned.")});
     }
