@@ -28,6 +28,7 @@ private Q_SLOTS:
         QCOMPARE(tested({"program", ""}), 0);
         QCOMPARE(tested({"program", "\xff--enrollMenuExtra"}), 0);
         QCOMPARE(tested({"program", "\xff", "--enrollMenuExtra"}), 1);
+        QCOMPARE(tested({"program", "\xef\xbb\xbf--enrollMenuExtra"}), 0);
     }
 
     void logOfTheStart()
@@ -75,10 +76,10 @@ private Q_SLOTS:
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments, diagnostics), 0);
         sink(1, DiagnosticType::Debug, QStringLiteral("late"));
-        QCOMPARE(f.fake.log->lines(),
-                 (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
-                              QStringLiteral("[Error]: early %@"),
-                              QStringLiteral("[Debug]: late")}));
+        QCOMPARE(
+            f.fake.log->lines(),
+            (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
+                         QStringLiteral("[Error]: early %@"), QStringLiteral("[Debug]: late")}));
     }
 
     void thePlainRoleSaysThatNothingIsConfigured()
