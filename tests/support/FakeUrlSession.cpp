@@ -9,7 +9,12 @@ public:
         : m_factory(factory), m_transfer(std::move(transfer))
     {
     }
-    void resume() override { m_factory->m_transfers.append(m_transfer); }
+    void resume() override
+    {
+        m_factory->m_transfers.append(m_transfer);
+        if (m_factory->onResume)
+            m_factory->onResume(m_factory->m_transfers.size() - 1);
+    }
     void cancel() override
     {
         if (m_transfer->state != UrlSessionTaskState::Running)

@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <functional>
+
 /// Transfers that a test answers by hand, on its own thread.
 class FakeUrlSessionFactory final : public UrlSessionFactory
 {
@@ -20,6 +22,9 @@ public:
     /// Ends transfer `index` with an answer of status 200 and `body`.
     void answer(qsizetype index, const QByteArray &body);
     void fail(qsizetype index, const UrlError &error);
+
+    /// Called with its index when a transfer was resumed, before resume() returns.
+    std::function<void(qsizetype)> onResume;
 
 private:
     class Session;

@@ -7,6 +7,10 @@
 
 #include <QTest>
 
+#include <chrono>
+#include <functional>
+#include <future>
+
 class QueryListener : public QObject
 {
     Q_OBJECT
@@ -21,8 +25,11 @@ class tst_SSEnrollUserInfo : public QObject
 
     struct Query
     {
-        explicit Query(const QByteArray &action = "heard", bool withUrl = true)
+        explicit Query(const QByteArray &action = "heard", bool withUrl = true,
+                       const std::function<void(FakeUrlSessionFactory &)> &prepare = {})
         {
+            if (prepare)
+                prepare(*f.urls);
             f.fillDirectory();
             QMap<QString, QString> data = f.keywords;
             if (!withUrl)
@@ -62,6 +69,24 @@ private Q_SLOTS:
     {
         Query q;
         q.f.urls->answer(0, "NeedPssEnroll=true");
+        QCOMPARE(q.listener->senders, QList<QObject *>{q.query.get()});
+        QVERIFY(!q.query->needReckeck());
+        QVERIFY(!q.query->isUserEnrolled());
+    }
+
+    void anAnswerThatComesBeforeTheStartHasReturnedIsNotLost()
+    {
+        std::future<void> answered;
+        const Query q("heard", true, [&answered](FakeUrlSessionFactory &urls) {
+            urls.onResume = [&answered, &urls](qsizetype index) {
+                answered = std::async(std::launch::async,
+                                      [&urls, index] { urls.answer(index, "NeedPssEnroll=true"); });
+                // It cannot end before the start has: all it gets is the time to overtake it.
+                answered.wait_for(std::chrono::milliseconds(50));
+            };
+        });
+        QVERIFY(q.query);
+        answered.get();
         QCOMPARE(q.listener->senders, QList<QObject *>{q.query.get()});
         QVERIFY(!q.query->needReckeck());
         QVERIFY(!q.query->isUserEnrolled());
