@@ -197,11 +197,17 @@ void SSEnroll::startQuery(const char *action)
 
 void SSEnroll::handOverQuery(QObject *query, void (SSEnroll::*operation)())
 {
-    Platform::current().runLoop->performOnMainThread([weak = weak_from_this(), query, operation] {
-        const auto self = weak.lock();
-        if (self && query && self->m_userEnrolmentInfo.get() == query)
-            (self.get()->*operation)();
-    });
+    // Not by its address: a query that has gone meanwhile may have given it to the next one.
+    std::weak_ptr<SSEnrollUserInfo> finished;
+    if (auto *own = qobject_cast<SSEnrollUserInfo *>(query))
+        finished = own->weak_from_this();
+    Platform::current().runLoop->performOnMainThread(
+        [weak = weak_from_this(), finished = std::move(finished), operation] {
+            const auto self = weak.lock();
+            const auto current = finished.lock();
+            if (self && current && self->m_userEnrolmentInfo == current)
+                (self.get()->*operation)();
+        });
 }
 
 void SSEnroll::onUserEnrollmentInitialInfo(QObject *query)

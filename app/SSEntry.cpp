@@ -28,7 +28,9 @@ int SSEntry::testEnrollMenuExtra(std::span<const char *const> arguments)
     if (arguments.size() < 2)
         return 0;
     for (const char *argument : arguments.subspan(1)) {
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        // A byte order mark is a character like any other here.
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
+                                                         QStringDecoder::Flag::ConvertInitialBom);
         const QString text = decoder(QByteArrayView(argument));
         if (!decoder.hasError() && text.compare(enrollMenuExtraSwitch, Qt::CaseInsensitive) == 0) {
             return 1;

@@ -27,6 +27,17 @@ Platform &Platform::operator=(Platform &&) noexcept = default;
 
 Platform::~Platform()
 {
+    // Still installed meanwhile: an adapter's thread may log, and hand over work, until the adapter
+    // has ended it. What a log line rests on goes last.
+    workspace.reset();
+    alerts.reset();
+    statusBar.reset();
+    notificationCenter.reset();
+    urlSessions.reset();
+    runLoop.reset();
+    application.reset();
+    directory.reset();
+    identity.reset();
     Platform *self = this;
     installedPlatform.compare_exchange_strong(self, nullptr);
 }

@@ -30,6 +30,7 @@ std::shared_ptr<RunLoopTimer> FakeRunLoop::scheduleTimer(double seconds, TimerHa
     timer->interval = seconds;
     timer->due = m_now + static_cast<qint64>(std::max(0.0, std::ceil(seconds * 1000)));
     timer->sequence = ++m_sequence;
+    m_everyHandler.push_back(handler);
     timer->handler = std::move(handler);
     m_timers.push_back(timer);
     return timer;
@@ -54,6 +55,15 @@ void FakeRunLoop::runPending()
         for (const auto &item : work)
             item();
     }
+}
+
+void FakeRunLoop::fireReplacedTimers()
+{
+    const Timer replaced;
+    const std::list<TimerHandler> handlers = m_everyHandler;
+    for (const TimerHandler &handler : handlers)
+        handler(&replaced);
+    runPending();
 }
 
 void FakeRunLoop::advance(double seconds)

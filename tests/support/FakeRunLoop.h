@@ -28,6 +28,10 @@ public:
     /// Runs the handed-over work without turning the clock.
     void runPending();
 
+    /// Calls every handler that was ever scheduled with a timer that is none of theirs, as one that
+    /// fires after it was replaced does.
+    void fireReplacedTimers();
+
     /// Timers armed and neither fired nor invalidated, with the seconds they were armed for.
     [[nodiscard]] QList<double> armedIntervals() const;
 
@@ -43,6 +47,7 @@ private:
     quint64 m_sequence = 0;
     LocalTime m_localTime{2021, 3, 4, 10, 15, 2, 3600};
     std::list<std::weak_ptr<Timer>> m_timers;
+    std::list<TimerHandler> m_everyHandler;
     std::mutex m_lock;
     std::deque<std::function<void()>> m_work;
 };

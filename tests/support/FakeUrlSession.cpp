@@ -45,6 +45,8 @@ void FakeUrlTransfer::resume()
     resumed = true;
     if (m_factory.startError)
         complete(m_factory.startError);
+    else if (m_factory.onResume)
+        m_factory.onResume(m_factory.m_transfers.size() - 1);
 }
 
 void FakeUrlTransfer::cancel()

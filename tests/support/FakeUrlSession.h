@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -76,8 +77,11 @@ public:
     std::optional<UrlError> startError;
     bool completesOnCancel = true; ///< within cancel(); otherwise when the test says so
     std::atomic<int> invalidations = 0;
+    /// Called with its index when a transfer was resumed, before resume() returns.
+    std::function<void(qsizetype)> onResume;
 
 private:
+    friend class FakeUrlTransfer;
     class Session;
     QList<std::shared_ptr<FakeUrlTransfer>> m_transfers;
 };

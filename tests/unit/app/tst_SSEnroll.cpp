@@ -1,3 +1,4 @@
+#include "app/SSEnrollUserInfo.h"
 #include "tests/unit/app/EnrollFixture.h"
 
 #include <QTest>
@@ -242,15 +243,39 @@ private Q_SLOTS:
         QCOMPARE(f.urls->urls().size(), 1);
     }
 
+    void everyHandlerIgnoresATimerThatWasReplaced()
+    {
+        EnrollFixture f;
+        f.setDirectoryFails(true);
+        f.start();
+        f.fake.runLoop->fireReplacedTimers();
+        QCOMPARE(f.searches(), 1);
+        QCOMPARE(f.enroll->tryCount(), 1);
+        f.setDirectoryFails(false);
+        f.fake.runLoop->advance(20);
+        f.answer("NeedPssEnroll=true");
+        QCOMPARE(f.enroll->stageEnroll(), SSStage::Reminding);
+        const QList<double> armed = f.fake.runLoop->armedIntervals();
+        f.fake.runLoop->fireReplacedTimers();
+        QCOMPARE(f.searches(), 2);
+        QCOMPARE(f.urls->urls().size(), 1);
+        QCOMPARE(f.fake.runLoop->armedIntervals(), armed);
+    }
+
     void anAnswerOfAReplacedQueryDoesNothing()
     {
         EnrollFixture f;
         f.startAndAsk();
-        // The answer is in and handed over, but another query takes its place first.
-        f.urls->answer(0, "NeedPssEnroll=true");
-        f.enroll->updateEnrollStage(SSStage::Initial);
-        f.fake.runLoop->advance(0);
-        QCOMPARE(f.fake.notificationCenter->everDelivered.size(), 1);
+        // Handed over while the first query of the flow still runs.
+        const auto replaced =
+            SSEnrollUserInfo::initWithAnswer(QStringLiteral("NeedPssEnroll=true"));
+        f.enroll->onUserEnrollmentInitialInfo(replaced.get());
+        f.enroll->onUserEnrollmentInfo(replaced.get());
+        f.enroll->onUserEnrollmentInfo(nullptr);
+        f.fake.runLoop->runPending();
+        QVERIFY(f.fake.notificationCenter->everDelivered.isEmpty());
+        QCOMPARE(f.fake.runLoop->armedIntervals(), QList<double>{60.0});
+        QVERIFY(!f.urls->isCancelled(0));
 
         EnrollFixture g;
         g.startAndAsk();

@@ -7,6 +7,10 @@
 
 #include <QTest>
 
+#include <chrono>
+#include <functional>
+#include <future>
+
 class QueryListener : public QObject
 {
     Q_OBJECT
@@ -22,9 +26,10 @@ class tst_SSEnrollUserInfo : public QObject
     struct Query
     {
         explicit Query(const QByteArray &action = "heard", bool withUrl = true,
-                       const std::optional<UrlError> &startError = {})
+                       const std::function<void(FakeUrlSessionFactory &)> &prepare = {})
         {
-            f.urls->startError = startError;
+            if (prepare)
+                prepare(*f.urls);
             f.fillDirectory();
             QMap<QString, QString> data = f.keywords;
             if (!withUrl)
@@ -69,6 +74,24 @@ private Q_SLOTS:
         QVERIFY(!q.query->isUserEnrolled());
     }
 
+    void anAnswerThatComesBeforeTheStartHasReturnedIsNotLost()
+    {
+        std::future<void> answered;
+        const Query q("heard", true, [&answered](FakeUrlSessionFactory &urls) {
+            urls.onResume = [&answered, &urls](qsizetype index) {
+                answered = std::async(std::launch::async,
+                                      [&urls, index] { urls.answer(index, "NeedPssEnroll=true"); });
+                // It cannot end before the start has: all it gets is the time to overtake it.
+                answered.wait_for(std::chrono::milliseconds(50));
+            };
+        });
+        QVERIFY(q.query);
+        answered.get();
+        QCOMPARE(q.listener->senders, QList<QObject *>{q.query.get()});
+        QVERIFY(!q.query->needReckeck());
+        QVERIFY(!q.query->isUserEnrolled());
+    }
+
     void aFailedDownloadReadsAsARecheck()
     {
         Query q;
@@ -80,7 +103,9 @@ private Q_SLOTS:
 
     void aDownloadThatFailsWithinItsStartIsHeardOfLikeAnyOther()
     {
-        Query q("heard", true, UrlError{UrlError::Code::Other, QStringLiteral("no thread")});
+        Query q("heard", true, [](FakeUrlSessionFactory &urls) {
+            urls.startError = UrlError{UrlError::Code::Other, QStringLiteral("no thread")};
+        });
         QVERIFY(q.query);
         QCOMPARE(q.listener->senders, QList<QObject *>{q.query.get()});
         QVERIFY(q.query->needReckeck());

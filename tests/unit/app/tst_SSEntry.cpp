@@ -28,6 +28,7 @@ private Q_SLOTS:
         QCOMPARE(tested({"program", ""}), 0);
         QCOMPARE(tested({"program", "\xff--enrollMenuExtra"}), 0);
         QCOMPARE(tested({"program", "\xff", "--enrollMenuExtra"}), 1);
+        QCOMPARE(tested({"program", "\xef\xbb\xbf--enrollMenuExtra"}), 0);
     }
 
     void logOfTheStart()

@@ -1,11 +1,24 @@
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
+#include "platform/StatusBar.h"
 #include "tests/support/FakePlatform.h"
 
 #include <QTest>
 
 #include <thread>
 #include <vector>
+
+namespace {
+
+/// An adapter that logs while it is destroyed, as one does that ends a thread of its own then.
+class LastWords final : public StatusBar
+{
+public:
+    ~LastWords() override { SSLog(1, SSMessageType::Info, "last words"); }
+    std::unique_ptr<StatusItem> squareStatusItem() override { return nullptr; }
+};
+
+} // namespace
 
 class tst_SSLogger : public QObject
 {
@@ -18,6 +31,20 @@ private Q_SLOTS:
         QCOMPARE(fake.log->rawLines(),
                  QStringList{QStringLiteral("2021-03-04 10:15:02 +01:00 [Info]: hello world\n")});
         QCOMPARE(fake.log->lastPath(), QStringLiteral("/tmp/zevrikselfservice.log"));
+    }
+
+    void whatAnAdapterSaysWhileThePlatformEndsIsWritten()
+    {
+        const FakePlatform fake;
+        {
+            Platform ending;
+            ending.clock = fake.runLoop;
+            ending.logFile = fake.log;
+            ending.statusBar = std::make_shared<LastWords>();
+            Platform::install(&ending);
+        }
+        QVERIFY(!Platform::isInstalled());
+        QCOMPARE(fake.log->lines(), QStringList{QStringLiteral("[Info]: last words")});
     }
 
     void offsets()
