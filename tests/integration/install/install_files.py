@@ -1,0 +1,141 @@
+#!/usr/bin/python3
+"""What an installation consists of.
+
+    install_files.py BUILD-FOLDER PREFIX README
+
+The files are exactly those listed here, the README's table covers each of them, and each says what
+the desktop, the session bus, PAM and systemd-tmpfiles need.
+"""
+import configparser
+import os
+import pathlib
+import re
+import shutil
+import stat
+import subprocess
+import sys
+import tempfile
+import unittest
+import xml.etree.ElementTree
+
+BUILD, PREFIX, README = pathlib.Path(sys.argv[1]), sys.argv[2].rstrip("/"), pathlib.Path(sys.argv[3])
+AGENT = f"{PREFIX}/bin/zevrikselfservice"
+CONTROL = f"{PREFIX}/bin/zevrikselfservicectl"
+MENU_ENTRY = f"{PREFIX}/share/applications/com.zevrik.selfservice.desktop"
+LOGIN_ENTRY = "/etc/xdg/autostart/com.zevrik.selfservice.tray.desktop"
+BUS_SERVICE = f"{PREFIX}/share/dbus-1/services/com.zevrik.selfservice.service"
+PAM = "/etc/pam.d/zevrikselfservice"
+TMPFILES = "/usr/lib/tmpfiles.d/zevrikselfservice.conf"
+ICON = f"{PREFIX}/share/icons/hicolor/scalable/apps/com.zevrik.selfservice.svg"
+STATUS_ICON = f"{PREFIX}/share/icons/hicolor/symbolic/apps/com.zevrik.selfservice-enroll-symbolic.svg"
+BUNDLE_ICON = ("/Library/ZevrikSelfService/Self-Service Password Reset.app/Contents/Resources/"
+               "AppIcon.svg")
+DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
+EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
+PROGRAMS = {AGENT, CONTROL}
+DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
+        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/zevrikselfservicectl.md"}
+
+
+class InstalledFiles(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.root = tempfile.mkdtemp(prefix="installed.")
+        cls.addClassCleanup(shutil.rmtree, cls.root)
+        # A builder's file-creation mask must not decide who can read the files.
+        done = subprocess.run(["cmake", "--install", BUILD], env={**os.environ, "DESTDIR": cls.root},
+                              umask=0o077, capture_output=True, text=True)
+        if done.returncode:
+            raise RuntimeError(done.stdout + done.stderr)
+
+    def at(self, path):
+        return pathlib.Path(self.root + path)
+
+    def entry(self, path, section="Desktop Entry"):
+        parser = configparser.ConfigParser(interpolation=None, strict=True)
+        parser.optionxform = str
+        parser.read_string(self.at(path).read_text(encoding="utf-8"))
+        self.assertEqual(parser.sections(), [section])
+        return parser[section]
+
+    def test_everything_is_there_and_nothing_else(self):
+        found = {"/" + os.path.relpath(os.path.join(folder, name), self.root)
+                 for folder, _, names in os.walk(self.root) for name in names}
+        self.assertEqual(found, PROGRAMS | DATA)
+
+    def test_everybody_may_read_and_only_root_may_write(self):
+        for path in PROGRAMS | DATA:
+            mode = 0o755 if path in PROGRAMS else 0o644
+            self.assertEqual(stat.S_IMODE(self.at(path).lstat().st_mode), mode, path)
+
+    def test_the_readme_names_every_file(self):
+        rows = re.findall(r"^\| `(/[^`]+)` \|", README.read_text(encoding="utf-8"), re.MULTILINE)
+        rows = [re.sub("^/usr/(bin|share)/", PREFIX + r"/\1/", row) for row in rows]
+        for path in PROGRAMS | DATA:
+            self.assertTrue(any(path == row or path.startswith(row.rstrip("/") + "/") for row in rows),
+                            f"{path} is in no row of {rows}")
+        for row in rows:
+            self.assertTrue(self.at(row).exists(), f"the row {row} is not installed")
+
+    def test_the_desktop_entries_are_valid(self):
+        for path in (MENU_ENTRY, LOGIN_ENTRY):
+            done = subprocess.run(["desktop-file-validate", "--no-hints", self.at(path)],
+                                  capture_output=True, text=True)
+            self.assertEqual((done.returncode, done.stdout), (0, ""), path)
+
+    def test_the_menu_starts_the_program_and_lets_the_bus_do_it(self):
+        entry = self.entry(MENU_ENTRY)
+        self.assertEqual(entry["Exec"], AGENT)
+        self.assertEqual(entry["DBusActivatable"], "true")
+        self.assertEqual(entry["Icon"] + ".svg", os.path.basename(ICON))
+        self.assertNotIn("NoDisplay", entry)
+
+    def test_a_login_starts_the_reminder(self):
+        entry = self.entry(LOGIN_ENTRY)
+        self.assertEqual(entry["Exec"], AGENT + " --enrollMenuExtra")
+        self.assertEqual(entry["TryExec"], AGENT)
+        self.assertNotIn("Hidden", entry)
+        self.assertNotIn("OnlyShowIn", entry)
+
+    def test_the_bus_starts_the_program_for_a_click(self):
+        service = self.entry(BUS_SERVICE, "D-BUS Service")
+        self.assertEqual(service["Name"] + ".service", os.path.basename(BUS_SERVICE))
+        self.assertEqual(service["Exec"], AGENT + " --dbus-activated")
+
+    def test_passwords_are_checked_by_the_computers_rules(self):
+        lines = [line for line in self.at(PAM).read_text().splitlines()
+                 if line and not line.startswith("#")]
+        self.assertEqual(lines, ["@include common-auth", "@include common-account"])
+
+    def test_the_log_is_made_for_everybody(self):
+        lines = [line.split() for line in self.at(TMPFILES).read_text().splitlines()
+                 if line and not line.startswith("#")]
+        self.assertEqual(lines, [["f", "/tmp/zevrikselfservice.log", "0666", "root", "root", "-"]])
+
+    def test_the_icons_are_pictures(self):
+        for path in (ICON, STATUS_ICON, BUNDLE_ICON):
+            picture = xml.etree.ElementTree.parse(self.at(path)).getroot()
+            self.assertEqual(picture.tag, "{http://www.w3.org/2000/svg}svg", path)
+
+    def test_the_programs_run_and_look_for_no_library_of_the_build(self):
+        for path in PROGRAMS:
+            dynamic = subprocess.run(["readelf", "-d", self.at(path)], capture_output=True, text=True,
+                                     check=True).stdout
+            self.assertIn("NEEDED", dynamic)
+            self.assertNotIn("RUNPATH", dynamic)
+            self.assertNotIn("RPATH", dynamic)
+        told = subprocess.run([self.at(CONTROL), "--version"], capture_output=True, text=True)
+        self.assertEqual(told.returncode, 0, told.stderr)
+
+    def test_the_example_settings_name_every_key_and_change_nothing(self):
+        text = self.at(EXAMPLE).read_text(encoding="utf-8")
+        keys = set(re.findall(r"^;([a-z-]+) = ", text, re.MULTILINE))
+        self.assertEqual(keys, {"backend", "file", "domain", "netbios-domain", "site", "server",
+                                "global-catalog", "bind", "bind-dn", "bind-password-file", "tls",
+                                "tls-ca-file", "allow-unprotected", "admin-groups"})
+        for line in text.splitlines():
+            self.assertTrue(not line or line.startswith(";"), line)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
