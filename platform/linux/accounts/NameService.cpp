@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t firstBufferSize = 1024;
 /// An account whose entry is larger than this is broken.
-constexpr std::size_t largestBufferSize = 16 * 1024 * 1024;
+constexpr std::size_t largestBufferSize = std::size_t{16} * 1024 * 1024;
 
 NameService::User userOf(const passwd &entry)
 {

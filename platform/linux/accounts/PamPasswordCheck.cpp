@@ -123,7 +123,7 @@ bool serviceFileExists(const QString &service)
 /// Only root can see that an account is locked; to PAM every password of it is just wrong.
 bool isLocked(const QByteArray &account)
 {
-    std::vector<char> buffer(64 * 1024);
+    std::vector<char> buffer(std::size_t{64} * 1024);
     spwd entry{};
     spwd *found = nullptr;
     const bool locked =

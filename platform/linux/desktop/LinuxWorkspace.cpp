@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr qint64 MaximumImageBytes = 4 * 1024 * 1024;
+constexpr qint64 MaximumImageBytes = 4LL * 1024 * 1024;
 constexpr int VectorImageSide = 256;
 
 std::optional<QUrl> webPage(const QString &text)

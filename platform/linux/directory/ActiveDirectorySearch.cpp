@@ -335,7 +335,7 @@ std::optional<DirectoryError> ActiveDirectorySearch::readRecords(const QString &
     if (!m_facts.netbiosNames.contains(domain) && m_factsAreCached) {
         // A domain that is younger than what is known about the forest.
         m_cache.dropFacts();
-        if (const auto problem = findFacts())
+        if (auto problem = findFacts())
             return problem;
     }
     const QString netbiosName = m_facts.netbiosNames.value(domain);

@@ -13,7 +13,7 @@
 namespace {
 
 constexpr char SettingsPath[] = "/etc/zevrikselfservice/directory.conf";
-constexpr qint64 MaximumSize = 64 * 1024;
+constexpr qint64 MaximumSize = 64LL * 1024;
 
 std::optional<bool> readBoolean(const QString &text)
 {

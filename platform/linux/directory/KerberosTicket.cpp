@@ -76,7 +76,7 @@ QString KerberosTicket::defaultRealm()
     char *realm = nullptr;
     if (!context.get() || krb5_get_default_realm(context.get(), &realm) != 0)
         return {};
-    const QString result = QString::fromUtf8(realm);
+    QString result = QString::fromUtf8(realm);
     krb5_free_default_realm(context.get(), realm);
     return result;
 }

@@ -349,9 +349,9 @@ Problem bind(const Context &context, ldap *handle)
 {
     const bool overTls = usesTls(context.settings);
     const bool isSimple = context.settings.bind == DirectorySettings::Bind::Simple;
-    if (const Problem problem = problemOf(context.settings))
+    if (Problem problem = problemOf(context.settings))
         return problem;
-    if (const Problem problem =
+    if (Problem problem =
             isSimple ? bindWithPassword(context, handle) : bindWithTicket(context, handle, overTls))
         return problem;
     ber_len_t strength = 0;

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr qsizetype kMaximumSize = 64 * 1024;
+constexpr qsizetype kMaximumSize = 64LL * 1024;
 
 QByteArray readWhole(int file)
 {
@@ -62,7 +62,7 @@ std::optional<NotificationRecordSet> parse(const QByteArray &content)
     if (set.busId.isEmpty() || set.serverName.isEmpty() || !list.isArray())
         return std::nullopt;
     const QJsonArray array = list.toArray();
-    for (const QJsonValue &value : array) {
+    for (const QJsonValue value : array) {
         const QJsonObject item = value.toObject();
         const qint64 id = item.value(QStringLiteral("id")).toInteger(0);
         const QJsonValue identifier = item.value(QStringLiteral("identifier"));

@@ -38,9 +38,9 @@ private:
     using Reply = std::function<void(const QDBusMessage &reply)>;
     struct Sending
     {
-        quint64 serial;
-        quint64 attempt;
-        quint32 replaces;
+        quint64 serial = 0;
+        quint64 attempt = 0;
+        quint32 replaces = 0;
         UserNotification notification;
     };
     struct ClosedEntry
