@@ -97,8 +97,9 @@ std::optional<QString> SSControlArguments::faultOfOptions() const
         }
         return std::optional<QString>();
     };
-    const auto fault = faultOf(SSControlHelp::globalOptions());
-    return fault ? fault : faultOf(m_command->options);
+    if (auto fault = faultOf(SSControlHelp::globalOptions()))
+        return fault;
+    return m_command ? faultOf(m_command->options) : std::nullopt;
 }
 
 std::optional<QString> SSControlArguments::faultOfOperands() const

@@ -14,9 +14,9 @@ class QCommandLineParser;
 /// One option of the command line.
 struct SSControlOption
 {
-    const char *name;  ///< without the dashes
-    const char *value; ///< what its value is called in the help; null for a switch
-    const char *help;
+    const char *name = nullptr;  ///< without the dashes
+    const char *value = nullptr; ///< what its value is called in the help; null for a switch
+    const char *help = nullptr;
     bool mayBeEmpty = false; ///< whether an empty value makes sense
 };
 

@@ -16,7 +16,7 @@
 namespace {
 
 /// As long as an answer of the web interface may be.
-constexpr qint64 largestAnswer = 16 * 1024 * 1024;
+constexpr qint64 largestAnswer = 16LL * 1024 * 1024;
 
 /// A saved answer and why it cannot be had.
 struct SavedAnswer

@@ -47,7 +47,7 @@ QString textOf(const QList<DirectoryDetails> &records)
 
 std::optional<QString> nodeLocation(const SSControlInvocation &invocation)
 {
-    if (const auto given = invocation.value("node-location"))
+    if (auto given = invocation.value("node-location"))
         return given;
     const auto keywords = SSConnectionPointHelper::getConnectionPointKeywords();
     return keywords ? keywords->appleMetaNodeLocation() : std::nullopt;
