@@ -54,7 +54,8 @@ int runItem(QCoreApplication &application, const DiagnosticSink &sink)
 
     // The end of the standard input ends the probe.
     QSocketNotifier input(0, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, &application, [] { qApp->quit(); });
+    QObject::connect(&input, &QSocketNotifier::activated, &application,
+                     [] { QCoreApplication::quit(); });
     say(QStringLiteral("ready"));
     return application.exec();
 }
@@ -81,14 +82,14 @@ int main(int argc, char **argv)
     if (mode == "alert") {
         QObject::connect(&input, &QSocketNotifier::activated, &application, [&input] {
             input.setEnabled(false);
-            qApp->quit();
+            QCoreApplication::quit();
         });
         // The alert runs inside the main loop, as in the program.
         QMetaObject::invokeMethod(
             &application,
             [&sink] {
                 runAlert(sink);
-                qApp->quit();
+                QCoreApplication::quit();
             },
             Qt::QueuedConnection);
         return QApplication::exec();
