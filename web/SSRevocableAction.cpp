@@ -1,9 +1,33 @@
 #include "web/SSRevocableAction.h"
 
+#include "foundation/SSLogger.h"
+
 #include <algorithm>
 
-void SSRevocableAction::perform(
-    QObject *sender, const std::function<void(SSTargetAction::Outcome, const QString &)> &report)
+namespace {
+
+void logMissing(SSTargetAction::Outcome outcome, const QString &action,
+                std::string_view operationMissing)
+{
+    switch (outcome) {
+    case SSTargetAction::Outcome::Called:
+    case SSTargetAction::Outcome::NothingSet:
+        break;
+    case SSTargetAction::Outcome::TargetMissing:
+        SSLog(1, SSMessageType::Error, "WebDownloader target is not assigned.");
+        break;
+    case SSTargetAction::Outcome::ActionMissing:
+        SSLog(1, SSMessageType::Error, "WebDownloader action is not assigned.");
+        break;
+    case SSTargetAction::Outcome::OperationMissing:
+        SSLog(1, SSMessageType::Error, operationMissing, action);
+        break;
+    }
+}
+
+} // namespace
+
+void SSRevocableAction::perform(QObject *sender, std::string_view operationMissing)
 {
     const std::thread::id self = std::this_thread::get_id();
     SSTargetAction action;
@@ -12,7 +36,7 @@ void SSRevocableAction::perform(
         action = m_action;
         m_callers.push_back(self);
     }
-    report(action.perform(sender), action.action());
+    logMissing(action.perform(sender), action.action(), operationMissing);
     {
         const std::lock_guard guard(m_lock);
         m_callers.erase(std::find(m_callers.begin(), m_callers.end(), self));

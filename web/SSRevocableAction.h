@@ -3,8 +3,8 @@
 #include "foundation/SSTargetAction.h"
 
 #include <condition_variable>
-#include <functional>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -15,10 +15,10 @@ class SSRevocableAction
 public:
     explicit SSRevocableAction(SSTargetAction action) : m_action(std::move(action)) {}
 
-    /// Calls the target with `sender` unless revoked, then `report` with the outcome and the
-    /// action's name.
-    void perform(QObject *sender,
-                 const std::function<void(SSTargetAction::Outcome, const QString &)> &report);
+    /// Calls the target with `sender` unless revoked, and logs what was missing;
+    /// `operationMissing` is the message for a target without the operation, with a "%@" for its
+    /// name.
+    void perform(QObject *sender, std::string_view operationMissing);
 
     /// Forgets target and action and waits for the calls of other threads that have begun. A call
     /// that revokes itself goes on. The caller holds no lock that the target takes.

@@ -162,23 +162,7 @@ void SSWebDownloaderDelegate::waitForCompletionCall()
 
 void SSWebDownloaderDelegate::performAction()
 {
-    m_action.perform(this, [](SSTargetAction::Outcome outcome, const QString &action) {
-        switch (outcome) {
-        case SSTargetAction::Outcome::Called:
-        case SSTargetAction::Outcome::NothingSet:
-            break;
-        case SSTargetAction::Outcome::TargetMissing:
-            SSLog(1, SSMessageType::Error, "WebDownloader target is not assigned.");
-            break;
-        case SSTargetAction::Outcome::ActionMissing:
-            SSLog(1, SSMessageType::Error, "WebDownloader action is not assigned.");
-            break;
-        case SSTargetAction::Outcome::OperationMissing:
-            SSLog(1, SSMessageType::Error,
-                  "selector %@ is not found in web downloader target class.", action);
-            break;
-        }
-    });
+    m_action.perform(this, "selector %@ is not found in web downloader target class.");
 }
 
 void SSWebDownloaderDelegate::cancelTask()

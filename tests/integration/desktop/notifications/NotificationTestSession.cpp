@@ -204,7 +204,9 @@ int deliverForever()
         std::this_thread::sleep_for(10ms);
     std::puts("shown");
     std::fflush(stdout);
-    std::this_thread::sleep_for(1h);
+    // Until it is killed, or its parent has gone.
+    while (std::getchar() != EOF) {
+    }
     return 0;
 }
 
