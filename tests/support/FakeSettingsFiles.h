@@ -26,7 +26,7 @@ public:
     struct Entry
     {
         bool isFolder = false;
-        QByteArray bytes;
+        QByteArray bytes = {};
         quint32 mode = 0;
         QString owner = QStringLiteral("(writer)");
         QString group = QStringLiteral("(writer)");
