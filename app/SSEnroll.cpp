@@ -11,6 +11,7 @@
 #include "platform/Application.h"
 #include "platform/Identity.h"
 #include "platform/Platform.h"
+#include "settings/SSLogonSettings.h"
 #include "settings/SSTraySettings.h"
 
 #include <utility>
@@ -51,6 +52,7 @@ void SSEnroll::processNotification()
     if (!m_notification) {
         removeAllNotificationsSync();
         preprocessEnrollNotification();
+        m_settingsPasswordChangedCached = SSLogonSettings::settingsFromCache();
         if (checkTerminateApplication())
             return;
     }
@@ -75,9 +77,12 @@ bool SSEnroll::loadSettings()
     const auto keywords = SSConnectionPointHelper::getConnectionPointKeywords();
     if (!keywords)
         return false;
-    auto settings = std::make_unique<SSTraySettings>();
-    settings->loadFromConnectionPointKeywords(keywords.get());
-    m_settingsEnroll = std::move(settings);
+    m_settingsEnroll = std::make_unique<SSTraySettings>();
+    m_settingsPasswordChanged = std::make_unique<SSLogonSettings>();
+    m_settingsEnroll->loadFromConnectionPointKeywords(keywords.get());
+    m_settingsPasswordChanged->loadFromConnectionPointKeywords(keywords.get());
+    if (!m_settingsPasswordChanged->compare(m_settingsPasswordChangedCached.get(), false))
+        m_settingsPasswordChanged->save();
     m_userInfo = std::make_unique<SSUserInfo>(Platform::current().identity->userName());
     return true;
 }
@@ -100,7 +105,19 @@ void SSEnroll::loadSettingsAndProcessNotification()
         return;
     }
     SSLog(1, SSMessageType::Error, "Enroll: Unable retrieve settings from Active Directory.");
-    terminateApplication();
+    // A process launched by a click has not looked for the cache before.
+    if (m_notification && !m_settingsPasswordChangedCached)
+        m_settingsPasswordChangedCached = SSLogonSettings::settingsFromCache();
+    if (m_settingsPasswordChangedCached)
+        checkTerminateApplication();
+    else
+        terminateApplication();
+}
+
+const SSLogonSettings *SSEnroll::loginSettings() const
+{
+    return m_settingsPasswordChanged ? m_settingsPasswordChanged.get()
+                                     : m_settingsPasswordChangedCached.get();
 }
 
 RunLoop::TimerHandler SSEnroll::timerHandler(void (SSEnroll::*operation)(const RunLoopTimer *))
@@ -302,6 +319,8 @@ void SSEnroll::terminate()
     m_enrollFlow.abandon();
     m_userInfo.reset();
     m_settingsEnroll.reset();
+    m_settingsPasswordChanged.reset();
+    m_settingsPasswordChangedCached.reset();
     m_userEnrolmentInfo.reset();
     m_notification.reset();
 }

@@ -11,6 +11,7 @@
 #include <optional>
 
 class SSEnrollUserInfo;
+class SSLogonSettings;
 class SSTraySettings;
 class SSUserInfo;
 
@@ -40,6 +41,9 @@ public:
     [[nodiscard]] quint64 stageEnroll() const { return m_enrollFlow.stage(); }
     [[nodiscard]] bool needProcessEnroll() const { return m_enrollFlow.needProcess(); }
     [[nodiscard]] qint32 tryCount() const { return m_tryCount; }
+    /// The logon settings: the directory's, or before it has answered the cached ones; null when
+    /// there are neither.
+    [[nodiscard]] const SSLogonSettings *loginSettings() const;
 
     // Notifications and the status-bar item.
     bool showEnrollNotification();
@@ -96,6 +100,8 @@ private:
     SSReminderFlow m_enrollFlow;
     std::unique_ptr<SSUserInfo> m_userInfo;
     std::unique_ptr<SSTraySettings> m_settingsEnroll;
+    std::unique_ptr<SSLogonSettings> m_settingsPasswordChanged;
+    std::unique_ptr<SSLogonSettings> m_settingsPasswordChangedCached;
     std::unique_ptr<StatusItem> m_statusItem;
     std::shared_ptr<SSEnrollUserInfo> m_userEnrolmentInfo;
     std::optional<UserNotification> m_notification;

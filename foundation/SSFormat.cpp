@@ -44,14 +44,25 @@ QString quoted(const QString &text)
     return result + QLatin1Char('"');
 }
 
+/// The bytes in groups of four.
+QString hexadecimal(const QByteArray &data)
+{
+    QString result = QStringLiteral("<");
+    for (qsizetype i = 0; i < data.size(); i += 4) {
+        if (i > 0)
+            result += QLatin1Char(' ');
+        result += QLatin1String(data.mid(i, 4).toHex());
+    }
+    return result + QLatin1Char('>');
+}
+
 QString scalar(const QVariant &value)
 {
     switch (value.typeId()) {
     case QMetaType::Bool:
         return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
     case QMetaType::QByteArray:
-        return QLatin1Char('<') + QString::fromLatin1(value.toByteArray().toHex()) +
-               QLatin1Char('>');
+        return hexadecimal(value.toByteArray());
     case QMetaType::QDateTime:
         return value.toDateTime().toUTC().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
                QStringLiteral(" +0000");

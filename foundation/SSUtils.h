@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 class ModalWindow;
@@ -59,12 +60,12 @@ public:
                                         const std::optional<QByteArray> &toData);
     /// For (smart) pointers to secure buffers.
     template<typename Pointer>
-    requires requires(const Pointer &value) { value->isEqualToSecureData(*value); }
+    requires requires(const Pointer &value) { value->isEqualToSecureData(std::to_address(value)); }
     [[nodiscard]] static bool isEqualEx(const Pointer &value, const Pointer &toSecureData)
     {
         if (value == toSecureData)
             return true;
-        return value && toSecureData && value->isEqualToSecureData(*toSecureData);
+        return value && toSecureData && value->isEqualToSecureData(std::to_address(toSecureData));
     }
 
     // Modal dialogs, shown by the delegate, or without one by the platform. Main thread only. The

@@ -14,4 +14,8 @@ public:
     /// The identifier of the running application; an administrator's tool has another one than the
     /// agent.
     [[nodiscard]] virtual QString bundleIdentifier() = 0;
+
+    /// The folder that holds what the computer's programs keep for all its users, absolute. Empty
+    /// when there is no such place.
+    [[nodiscard]] virtual QString cachesDirectory() = 0;
 };

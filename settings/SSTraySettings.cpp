@@ -4,18 +4,9 @@
 #include "foundation/SSDefaults.h"
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
+#include "settings/SSOverloaded.h"
 
 #include <variant>
-
-namespace {
-template<typename... Functions>
-struct Overloaded : Functions...
-{
-    using Functions::operator()...;
-};
-template<typename... Functions>
-Overloaded(Functions...) -> Overloaded<Functions...>;
-} // namespace
 
 /// Everything about one pair of defaults key and keyword.
 struct SSTraySettings::Row
@@ -112,11 +103,11 @@ bool SSTraySettings::isWanted(const Row &row) const
 
 QVariant SSTraySettings::value(const Row &row) const
 {
-    return std::visit(Overloaded{[this](std::optional<QString> SSTraySettings::*field) {
-                                     const std::optional<QString> &text = this->*field;
-                                     return text ? QVariant(*text) : QVariant();
-                                 },
-                                 [this](auto field) { return QVariant(this->*field); }},
+    return std::visit(SSOverloaded{[this](std::optional<QString> SSTraySettings::*field) {
+                                       const std::optional<QString> &text = this->*field;
+                                       return text ? QVariant(*text) : QVariant();
+                                   },
+                                   [this](auto field) { return QVariant(this->*field); }},
                       row.field);
 }
 
@@ -140,18 +131,18 @@ void SSTraySettings::loadFromConnectionPointKeywords(const SSConnectionPointKeyw
         const QString key = QString::fromLatin1(row.defaultsKey);
         const QString getter = QString::fromLatin1(row.getter);
         m_sources[i] = std::visit(
-            Overloaded{[&](bool SSTraySettings::*field) {
-                           return Helper::initializeBooleanOptionWithKey(key, *defaults, keywords,
-                                                                         getter, this->*field);
-                       },
-                       [&](qint32 SSTraySettings::*field) {
-                           return Helper::initializeIntegerOptionWithKey(key, *defaults, keywords,
-                                                                         getter, this->*field);
-                       },
-                       [&](std::optional<QString> SSTraySettings::*field) {
-                           return Helper::initializeStringOptionWithKey(key, *defaults, keywords,
-                                                                        getter, this->*field);
-                       }},
+            SSOverloaded{[&](bool SSTraySettings::*field) {
+                             return Helper::initializeBooleanOptionWithKey(key, *defaults, keywords,
+                                                                           getter, this->*field);
+                         },
+                         [&](qint32 SSTraySettings::*field) {
+                             return Helper::initializeIntegerOptionWithKey(key, *defaults, keywords,
+                                                                           getter, this->*field);
+                         },
+                         [&](std::optional<QString> SSTraySettings::*field) {
+                             return Helper::initializeStringOptionWithKey(key, *defaults, keywords,
+                                                                          getter, this->*field);
+                         }},
             row.field);
     }
     log();
@@ -169,12 +160,12 @@ void SSTraySettings::log() const
     for (const Row &row : rows()) {
         if (!row.block)
             continue;
-        std::visit(
-            Overloaded{[&](bool SSTraySettings::*field) {
+        std::visit(SSOverloaded{
+                       [&](bool SSTraySettings::*field) {
                            SSLog(1, SSMessageType::Info, row.block, this->*field ? "YES" : "NO");
                        },
                        [&](auto field) { SSLog(1, SSMessageType::Info, row.block, this->*field); }},
-            row.field);
+                   row.field);
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "directory/SSConnectionPointHelper.h"
+#include "settings/SSSettingProvenance.h"
 
 #include <QList>
 #include <QString>
@@ -12,21 +12,6 @@
 #include <span>
 
 class SSConnectionPointKeywords;
-
-/// Where one loaded setting came from.
-struct SSSettingProvenance
-{
-    QString property; ///< the name of the getter
-    QVariant value;   ///< bool, int or text; invalid for none
-    SSOptionSource source = SSOptionSource::None;
-    /// The defaults key or the keyword that gave the value; none when neither did.
-    std::optional<QString> sourceName;
-    /// Whether that is the setting's second pair of key and keyword, the first having given
-    /// nothing.
-    bool fallback = false;
-    /// False when the setting was not read at all, its reminder being off.
-    bool resolved = false;
-};
 
 /// What the tray process needs to remind a user. Loaded in place; only reset() and loading change
 /// it, on the main thread. Nothing is validated and nothing has a built-in default: what neither

@@ -37,11 +37,9 @@ private:
 class FakeUserDefaults final : public UserDefaultsStore
 {
 public:
-    [[nodiscard]] QString domain() const override
-    {
-        return QStringLiteral("com.zevrik.selfservice");
-    }
+    [[nodiscard]] QString domain() const override { return domainName; }
     [[nodiscard]] std::optional<QVariant> objectForKey(const QString &key) override;
+    QString domainName = QStringLiteral("com.zevrik.selfservice");
     QMap<QString, QVariant> values;
 };
 
@@ -53,7 +51,9 @@ public:
     {
         return QStringLiteral("com.zevrik.selfservice");
     }
+    [[nodiscard]] QString cachesDirectory() override { return caches; }
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
+    QString caches = QStringLiteral("/Library/Caches");
 };
 
 class FakeCryptography final : public Cryptography
@@ -69,7 +69,7 @@ class FakeIdentity final : public IdentityService
 public:
     [[nodiscard]] QString userName() override { return name; }
     [[nodiscard]] QString accountName() override { return name; }
-    [[nodiscard]] quint32 effectiveUserId() override { return 1000; }
+    [[nodiscard]] quint32 effectiveUserId() override { return userId; }
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
     usersWithName(const QString &userName) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
@@ -77,6 +77,7 @@ public:
     [[nodiscard]] bool isMember(const IdentityRecord &user, const IdentityRecord &group) override;
 
     QString name = QStringLiteral("jdoe");
+    quint32 userId = 1000;
     QList<IdentityRecord> users;
     QList<IdentityRecord> groups;
     QList<std::pair<quint32, quint32>> memberships; ///< user id, group id

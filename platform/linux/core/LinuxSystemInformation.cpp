@@ -4,8 +4,8 @@
 
 #include <utility>
 
-LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier)
-    : m_bundleIdentifier(std::move(bundleIdentifier))
+LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier, QString rootPrefix)
+    : m_bundleIdentifier(std::move(bundleIdentifier)), m_rootPrefix(std::move(rootPrefix))
 {
 }
 
@@ -18,4 +18,9 @@ QString LinuxSystemInformation::operatingSystemVersionString()
 QString LinuxSystemInformation::bundleIdentifier()
 {
     return m_bundleIdentifier;
+}
+
+QString LinuxSystemInformation::cachesDirectory()
+{
+    return m_rootPrefix + QStringLiteral("/Library/Caches");
 }

@@ -5,10 +5,12 @@
 class LinuxSystemInformation final : public SystemInformation
 {
 public:
-    explicit LinuxSystemInformation(QString bundleIdentifier);
+    LinuxSystemInformation(QString bundleIdentifier, QString rootPrefix);
     [[nodiscard]] QString operatingSystemVersionString() override;
     [[nodiscard]] QString bundleIdentifier() override;
+    [[nodiscard]] QString cachesDirectory() override;
 
 private:
     QString m_bundleIdentifier;
+    QString m_rootPrefix;
 };

@@ -72,6 +72,9 @@ private Q_SLOTS:
         QCOMPARE(SSFormat::description(QVariant(30.0)), QStringLiteral("30"));
         QCOMPARE(SSFormat::description(QVariant(QByteArray::fromHex("00ff"))),
                  QStringLiteral("<00ff>"));
+        QCOMPARE(SSFormat::description(QVariant(QByteArray::fromHex("0102030405060708ff"))),
+                 QStringLiteral("<01020304 05060708 ff>"));
+        QCOMPARE(SSFormat::description(QVariant(QByteArray(""))), QStringLiteral("<>"));
         QCOMPARE(
             SSFormat::description(QVariant(QDateTime(QDate(2021, 3, 4), QTime(5, 6, 7), Qt::UTC))),
             QStringLiteral("2021-03-04 05:06:07 +0000"));

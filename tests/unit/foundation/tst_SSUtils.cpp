@@ -13,7 +13,7 @@ namespace {
 struct Secret
 {
     QByteArray bytes;
-    bool isEqualToSecureData(const Secret &other) const { return bytes == other.bytes; }
+    bool isEqualToSecureData(const Secret *other) const { return bytes == other->bytes; }
 };
 
 class Delegate final : public SSApplicationDelegate
