@@ -8,6 +8,7 @@
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
 #include "platform/RunLoop.h"
+#include "platform/SecretInput.h"
 #include "platform/SettingsFiles.h"
 #include "platform/StatusBar.h"
 #include "platform/SystemInformation.h"

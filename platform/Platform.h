@@ -10,6 +10,7 @@ class DirectoryService;
 class IdentityService;
 class LogFile;
 class RunLoop;
+class SecretInput;
 class SettingsFiles;
 class StatusBar;
 class SystemInformation;
@@ -38,6 +39,7 @@ struct Platform
     std::shared_ptr<IdentityService> identity;
     std::shared_ptr<SettingsFiles> settingsFiles;
     std::shared_ptr<DirectoryService> directory;
+    std::shared_ptr<SecretInput> secretInput;
     std::shared_ptr<Application> application;
     std::shared_ptr<RunLoop> runLoop;
     std::shared_ptr<UrlSessionFactory> urlSessions;

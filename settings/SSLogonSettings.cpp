@@ -214,6 +214,17 @@ QVariant SSLogonSettings::value(const Row &row) const
         row.field);
 }
 
+QVariant SSLogonSettings::publicValue(const QString &property) const
+{
+    const auto *const row =
+        std::find_if(Table::rows.begin(), Table::rows.end(), [&](const Row &candidate) {
+            return property == QLatin1String(candidate.property);
+        });
+    if (row == Table::rows.end() || row->cache == Row::Cache::KeysEnciphered)
+        return {};
+    return value(*row);
+}
+
 void SSLogonSettings::log() const
 {
     const auto logger = SSLogger::sharedInstance();

@@ -61,6 +61,10 @@ public:
     /// Every setting that loading resolves, in that order.
     [[nodiscard]] QList<SSSettingProvenance> provenance() const;
 
+    /// The value of one property by its name, for people to see: invalid when absent, for a name
+    /// that there is not, and for the session key.
+    [[nodiscard]] QVariant publicValue(const QString &property) const;
+
     // The copy on disk: the settings file for everybody, and the key file (the "settings hash" of
     // the messages), which root alone reads and writes. Every failure is logged; none is undone.
 

@@ -82,6 +82,10 @@ namespace SSControlCommands {
 [[nodiscard]] const SSControlCommand &user();
 [[nodiscard]] const SSControlCommand &enrollStatus();
 [[nodiscard]] const SSControlCommand &url();
+[[nodiscard]] const SSControlCommand &cache();
+[[nodiscard]] const SSControlCommand &compare();
+[[nodiscard]] const SSControlCommand &offline();
+[[nodiscard]] const SSControlCommand &key();
 
 /// Every command, in the order of the help.
 [[nodiscard]] const std::vector<const SSControlCommand *> &all();

@@ -2,6 +2,7 @@
 #include "app/ctl/SSControlSources.h"
 #include "app/ctl/SSControlText.h"
 #include "directory/SSConnectionPointKeywords.h"
+#include "settings/SSLogonSettings.h"
 #include "settings/SSTraySettings.h"
 
 namespace {
@@ -24,7 +25,7 @@ QString nameOf(const SSSettingProvenance &setting)
 QString originOf(const SSSettingProvenance &setting)
 {
     if (!setting.resolved)
-        return QStringLiteral("not read: its reminder is off");
+        return QStringLiteral("not read: what it belongs to is off");
     QString origin;
     switch (setting.source) {
     case SSOptionSource::Defaults:
@@ -43,38 +44,61 @@ QString originOf(const SSSettingProvenance &setting)
     return setting.fallback ? origin + QStringLiteral(" (fallback)") : origin;
 }
 
-SSControlAnswer run(const SSControlInvocation &)
+/// One record of settings: the values and "sources" as an object, and lines for people.
+struct Section
 {
-    const auto keywords = SSConnectionPointHelper::getConnectionPointKeywords();
-    if (!keywords)
-        return SSControlAnswer::failed(SSControlSources::noConnectionPoint());
-    SSTraySettings settings;
-    settings.loadFromConnectionPointKeywords(keywords.get());
+    QJsonObject json;
+    QStringList lines;
+};
 
-    SSControlAnswer answer;
+Section sectionOf(const std::optional<QString> &nodeLocation,
+                  const QList<SSSettingProvenance> &provenance)
+{
+    Section section;
     const QString location = QStringLiteral("appleMetaNodeLocation");
-    answer.json.insert(location, SSControlText::json(settings.appleMetaNodeLocation()));
+    section.json.insert(location, SSControlText::json(nodeLocation));
     QJsonObject sources{
         {location, QJsonObject{{QStringLiteral("source"), QStringLiteral("connectionPoint")},
                                {QStringLiteral("name"), QJsonValue::Null},
                                {QStringLiteral("fallback"), false},
                                {QStringLiteral("read"), true}}}};
-    QStringList lines{QStringLiteral("%1 = %2\n    from the connection point")
-                          .arg(location, SSControlText::quoted(settings.appleMetaNodeLocation()))};
-    for (const SSSettingProvenance &setting : settings.provenance()) {
-        answer.json.insert(setting.property, SSControlText::json(setting.value));
+    section.lines.append(QStringLiteral("%1 = %2\n    from the connection point")
+                             .arg(location, SSControlText::quoted(nodeLocation)));
+    for (const SSSettingProvenance &setting : provenance) {
+        section.json.insert(setting.property, SSControlText::json(setting.value));
         sources.insert(setting.property, QJsonObject{{QStringLiteral("source"), nameOf(setting)},
                                                      {QStringLiteral("name"),
                                                       SSControlText::json(setting.sourceName)},
                                                      {QStringLiteral("fallback"), setting.fallback},
                                                      {QStringLiteral("read"), setting.resolved}});
         // Joined, not filled in: a value may hold what looks like a placeholder.
-        lines.append(setting.property + QStringLiteral(" = ") +
-                     SSControlText::value(setting.value) + QStringLiteral("\n    ") +
-                     originOf(setting));
+        section.lines.append(setting.property + QStringLiteral(" = ") +
+                             SSControlText::value(setting.value) + QStringLiteral("\n    ") +
+                             originOf(setting));
     }
-    answer.json.insert(QStringLiteral("sources"), sources);
-    answer.text = lines.join(QLatin1Char('\n'));
+    section.json.insert(QStringLiteral("sources"), sources);
+    return section;
+}
+
+SSControlAnswer run(const SSControlInvocation &)
+{
+    const auto keywords = SSConnectionPointHelper::getConnectionPointKeywords();
+    if (!keywords)
+        return SSControlAnswer::failed(SSControlSources::noConnectionPoint());
+    SSTraySettings tray;
+    tray.loadFromConnectionPointKeywords(keywords.get());
+    SSLogonSettings logon;
+    logon.loadFromConnectionPointKeywords(keywords.get());
+
+    Section section = sectionOf(tray.appleMetaNodeLocation(), tray.provenance());
+    const Section logonSection = sectionOf(logon.appleMetaNodeLocation(), logon.provenance());
+    section.json.insert(QStringLiteral("logonSettings"), logonSection.json);
+    SSControlAnswer answer;
+    answer.json = section.json;
+    answer.text = QStringLiteral("Settings of the reminder:\n\n") +
+                  section.lines.join(QLatin1Char('\n')) +
+                  QStringLiteral("\n\nSettings of the login screen:\n\n") +
+                  logonSection.lines.join(QLatin1Char('\n'));
     return answer;
 }
 
@@ -87,15 +111,17 @@ const SSControlCommand &SSControlCommands::settings()
         "",
         0,
         0,
-        "Show every setting of the reminder and where it came from.",
-        "Loads the settings as the agent does: from the keywords of the chosen connection\n"
-        "point, each overridden by its key in the defaults domain. For every setting it tells\n"
-        "the source: a defaults key, a keyword, the second pair of these when the first gave\n"
-        "nothing (fallback), or neither. The settings of a reminder that is off are not read.\n"
+        "Show every setting and where it came from.",
+        "Loads the settings of the reminder and those of the login screen as the agent does:\n"
+        "from the keywords of the chosen connection point, each overridden by its key in the\n"
+        "defaults domain. For every setting it tells the source: a defaults key, a keyword, the\n"
+        "second pair of these when the first gave nothing (fallback), a built-in text, or none\n"
+        "of them. The settings of what is switched off are not read.\n"
         "\n"
         "With --json the values stand under the names of the settings; the object \"sources\"\n"
-        "tells for each its \"source\" (defaults, keyword, none), the \"name\" of the key or the\n"
-        "keyword, whether it is a \"fallback\", and whether it was \"read\".",
+        "tells for each its \"source\" (defaults, keyword, defaultValue, none), the \"name\" of\n"
+        "the key or the keyword, whether it is a \"fallback\", and whether it was \"read\". The\n"
+        "object \"logonSettings\" holds the same of the login screen.",
         {},
         "zevrikselfservicectl settings\n"
         "zevrikselfservicectl settings --json\n"

@@ -59,6 +59,8 @@ QString SSControlText::value(const QVariant &value)
         return yesNo(value.toBool());
     if (value.typeId() == QMetaType::QString)
         return quoted(value.toString());
+    if (value.typeId() == QMetaType::QByteArray)
+        return QString::fromLatin1(value.toByteArray().toBase64());
     return value.toString();
 }
 
@@ -79,5 +81,7 @@ QJsonValue SSControlText::json(const std::optional<QStringList> &list)
 
 QJsonValue SSControlText::json(const QVariant &value)
 {
+    if (value.typeId() == QMetaType::QByteArray)
+        return QString::fromLatin1(value.toByteArray().toBase64());
     return value.isValid() ? QJsonValue::fromVariant(value) : QJsonValue(QJsonValue::Null);
 }

@@ -17,12 +17,12 @@ namespace SSControlText {
 /// The text in double quotes and printable, on one line; "(none)" when absent.
 [[nodiscard]] QString quoted(const std::optional<QString> &text);
 
-/// A boolean as YES or NO, an integer, a text in quotes; "(none)" when invalid.
+/// A boolean as YES or NO, an integer, a text in quotes, bytes in Base64; "(none)" when invalid.
 [[nodiscard]] QString value(const QVariant &value);
 
 [[nodiscard]] QString yesNo(bool value);
 
-// An absent value is null.
+// An absent value is null; bytes are Base64.
 [[nodiscard]] QJsonValue json(const std::optional<QString> &text);
 [[nodiscard]] QJsonValue json(const std::optional<QStringList> &list);
 [[nodiscard]] QJsonValue json(const QVariant &value);

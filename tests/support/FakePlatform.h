@@ -25,6 +25,7 @@ public:
         platform.cryptography = cryptography;
         platform.identity = identity;
         platform.settingsFiles = settingsFiles;
+        platform.secretInput = secretInput;
         platform.application = application;
         platform.notificationCenter = notificationCenter;
         platform.statusBar = statusBar;
@@ -43,6 +44,7 @@ public:
     std::shared_ptr<FakeSystemInformation> system = std::make_shared<FakeSystemInformation>();
     std::shared_ptr<FakeUserDefaults> defaults = std::make_shared<FakeUserDefaults>();
     std::shared_ptr<FakeCryptography> cryptography = std::make_shared<FakeCryptography>();
+    std::shared_ptr<FakeSecretInput> secretInput = std::make_shared<FakeSecretInput>();
     std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
     std::shared_ptr<FakeSettingsFiles> settingsFiles = std::make_shared<FakeSettingsFiles>();
     std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();

@@ -187,3 +187,13 @@ void FakeApplication::run()
     if (const auto strong = delegate.lock())
         strong->applicationWillTerminate();
 }
+
+Result<std::vector<std::byte>, QString> FakeSecretInput::readLine(const QString &prompt)
+{
+    prompts.append(prompt);
+    if (lines.isEmpty())
+        return Failure{QStringLiteral("the input has ended")};
+    const QByteArray line = lines.takeFirst();
+    const auto *const begin = reinterpret_cast<const std::byte *>(line.constData());
+    return std::vector<std::byte>(begin, begin + line.size());
+}

@@ -5,6 +5,7 @@
 #include "platform/Cryptography.h"
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
+#include "platform/SecretInput.h"
 #include "platform/StatusBar.h"
 #include "platform/SystemInformation.h"
 #include "platform/UserDefaultsStore.h"
@@ -83,6 +84,15 @@ public:
     QList<std::pair<quint32, quint32>> memberships; ///< user id, group id
     std::optional<QString> userError;
     std::optional<QString> groupError;
+};
+
+/// Answers with the lines given, then as at the end of the input.
+class FakeSecretInput final : public SecretInput
+{
+public:
+    [[nodiscard]] Result<std::vector<std::byte>, QString> readLine(const QString &prompt) override;
+    QList<QByteArray> lines;
+    QStringList prompts;
 };
 
 /// Delivers at once; a removal takes effect when the test says so.

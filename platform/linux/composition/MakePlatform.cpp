@@ -12,6 +12,7 @@
 #include "platform/linux/core/LinuxCryptography.h"
 #include "platform/linux/core/LinuxLogFile.h"
 #include "platform/linux/core/LinuxRunLoop.h"
+#include "platform/linux/core/LinuxSecretInput.h"
 #include "platform/linux/core/LinuxSystemInformation.h"
 #include "platform/linux/core/ProcessHardening.h"
 #include "platform/linux/defaults/LinuxUserDefaults.h"
@@ -126,6 +127,7 @@ Platform makeCommandLinePlatform(int &argc, char **argv, const PlatformOptions &
     platform.application = std::make_shared<CommandLineApplication>(argc, argv);
     addCommon(platform, options);
     platform.runLoop = std::make_shared<LinuxRunLoop>();
+    platform.secretInput = std::make_shared<LinuxSecretInput>();
     platform.urlSessions = std::make_shared<LinuxUrlSessionFactory>(options.diagnostics);
     return platform;
 }

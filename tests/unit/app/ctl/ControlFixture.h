@@ -66,6 +66,9 @@ public:
             platform.system = fake.platform.system;
             platform.defaults = fake.platform.defaults;
             platform.identity = fake.platform.identity;
+            platform.cryptography = fake.platform.cryptography;
+            platform.settingsFiles = fake.platform.settingsFiles;
+            platform.secretInput = fake.platform.secretInput;
             platform.directory = fake.platform.directory;
             platform.urlSessions = fake.platform.urlSessions;
             if (whenMade)

@@ -85,6 +85,7 @@ private Q_SLOTS:
         QCOMPARE(f.json()[QStringLiteral("sources")].toObject().keys(), expected);
         QStringList keys = f.json().keys();
         keys.removeAll(QStringLiteral("sources"));
+        keys.removeAll(QStringLiteral("logonSettings"));
         QCOMPARE(keys, expected);
     }
 
@@ -107,7 +108,7 @@ private Q_SLOTS:
         QVERIFY(f.output.contains(QStringLiteral(
             "enrollMenuTextExit = (none)\n    neither in the defaults nor among the keywords\n")));
         QVERIFY(f.output.contains(
-            QStringLiteral("cddnNotificationTitle = (none)\n    not read: its reminder is off\n")));
+            QStringLiteral("cddnNotificationTitle = (none)\n    not read: what it belongs to is off\n")));
     }
 
     void withoutAConnectionPointThereAreNoSettings()
