@@ -376,13 +376,13 @@ std::shared_ptr<SSSecureData> SSLogonSettings::serializedData() const
 {
     PropertyListDictionary dictionary = serializeKeysHashes();
     dictionary.insert(serialize());
-    auto bytes = writeBinaryPropertyList(dictionary);
+    const auto bytes = writeBinaryPropertyList(dictionary);
     if (!bytes) {
         SSLog(1, SSMessageType::Error, "Unable serialize login settings data. Error:%@",
               bytes.error().text);
         return nullptr;
     }
-    return SSSecureData::initWithData(std::move(bytes).value());
+    return SSSecureData::dataWithData(std::span<const std::byte>(bytes.value()));
 }
 
 std::unique_ptr<SSLogonSettings> SSLogonSettings::initWithSerializedData(const SSSecureData *data)

@@ -73,7 +73,7 @@ SSControlAnswer check(const SSControlInvocation &invocation)
     const Key blob = source(invocation);
     if (!blob.data)
         return SSControlAnswer::failed(blob.failure);
-    const auto key = SSRSAKey::keyWithMsKeyData(blob.data);
+    const auto key = SSRSAKey::keyWithMsKeyData(blob.data.get());
     SSControlAnswer answer;
     answer.json = {{QStringLiteral("valid"), key != nullptr},
                    {QStringLiteral("length"), static_cast<qint64>(blob.data->length())}};
@@ -89,7 +89,7 @@ SSControlAnswer toDer(const SSControlInvocation &invocation)
     const Key blob = source(invocation);
     if (!blob.data)
         return SSControlAnswer::failed(blob.failure);
-    const auto der = SSPublicKeyCoder::derDataFromMsData(blob.data);
+    const auto der = SSPublicKeyCoder::derDataFromMsData(blob.data.get());
     if (!der)
         return SSControlAnswer::failed(QStringLiteral("the key cannot be converted"));
     const QString text = der->base64EncodedString(SSBase64Encoding::LineLength64 |
@@ -106,7 +106,7 @@ SSControlAnswer toBlob(const SSControlInvocation &invocation)
     const Key der = fromFile(invocation.operands().at(1));
     if (!der.data)
         return SSControlAnswer::failed(der.failure);
-    const auto blob = SSPublicKeyCoder::msDataFromDerData(der.data);
+    const auto blob = SSPublicKeyCoder::msDataFromDerData(der.data.get());
     if (!blob)
         return SSControlAnswer::failed(QStringLiteral("the key cannot be converted"));
     // In the two parts that the directory holds, each below its limit of 256 characters.

@@ -56,7 +56,7 @@ SSControlAnswer request(const SSControlInvocation &invocation)
     if (!key.data)
         return SSControlAnswer::failed(key.failure);
     quint32 random = 0;
-    const auto code = SSSecurityHelper::generateRequestCodeWithComputerRID(*rid, key.data, &random);
+    const auto code = SSSecurityHelper::generateRequestCodeWithComputerRID(*rid, key.data.get(), &random);
     if (!code)
         return SSControlAnswer::failed(QStringLiteral("no request code could be made"));
     SSControlAnswer answer;
@@ -89,8 +89,8 @@ SSControlAnswer hash(const SSControlInvocation &invocation)
     const Secret key = sessionKey(invocation);
     if (!key.data)
         return SSControlAnswer::failed(key.failure);
-    const auto result = SSSecurityHelper::calcHashWithUser(*invocation.value("user"), password.data,
-                                                           *number(invocation, "random"), key.data);
+    const auto result = SSSecurityHelper::calcHashWithUser(*invocation.value("user"), password.data.get(),
+                                                           *number(invocation, "random"), key.data.get());
     if (!result)
         return SSControlAnswer::failed(QStringLiteral("no hash could be made"));
     return answerOf("hash", hexadecimal(*result));
@@ -103,7 +103,7 @@ SSControlAnswer dcc2(const SSControlInvocation &invocation)
         return SSControlAnswer::failed(password.failure);
     const auto iterations = invocation.value("iterations");
     const auto result = SSSecurityHelper::calculateMsCash2WithUser(
-        *invocation.value("user"), password.data,
+        *invocation.value("user"), password.data.get(),
         iterations ? iterations->toInt() : defaultIterations);
     if (!result)
         return SSControlAnswer::failed(QStringLiteral("no hash could be made"));

@@ -14,6 +14,8 @@ namespace {
 
 using SSControlSecrets::Secret;
 
+constexpr std::size_t longestLine = 4096;
+
 /// The line as text; wiped by secureFree() once it has been used.
 std::optional<QString> textOf(const SSSecureData &line)
 {
@@ -32,10 +34,13 @@ std::optional<QString> textOf(const SSSecureData &line)
 
 Secret SSControlSecrets::line(const QString &prompt)
 {
-    auto line = Platform::current().secretInput->readLine(prompt);
-    if (!line)
-        return {nullptr, line.error()};
-    return {SSSecureData::initWithData(std::move(line).value()), {}};
+    const auto buffer = SSMutableSecureData::dataWithLength(longestLine);
+    const auto length =
+        Platform::current().secretInput->readLine(prompt, buffer->mutableData());
+    if (!length)
+        return {nullptr, length.error()};
+    buffer->setLength(length.value());
+    return {SSSecureData::dataWithMutableSecureData(buffer.get()), {}};
 }
 
 Secret SSControlSecrets::password()

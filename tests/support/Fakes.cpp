@@ -1,5 +1,7 @@
 #include "tests/support/Fakes.h"
 
+#include <cstring>
+
 #include <utility>
 
 void RecordingLogFile::append(const QString &path, QByteArrayView line)
@@ -188,12 +190,16 @@ void FakeApplication::run()
         strong->applicationWillTerminate();
 }
 
-Result<std::vector<std::byte>, QString> FakeSecretInput::readLine(const QString &prompt)
+Result<std::size_t, QString> FakeSecretInput::readLine(const QString &prompt,
+                                                       std::span<std::byte> line)
 {
     prompts.append(prompt);
     if (lines.isEmpty())
         return Failure{QStringLiteral("the input has ended")};
-    const QByteArray line = lines.takeFirst();
-    const auto *const begin = reinterpret_cast<const std::byte *>(line.constData());
-    return std::vector<std::byte>(begin, begin + line.size());
+    const QByteArray next = lines.takeFirst();
+    const auto length = static_cast<std::size_t>(next.size());
+    if (length > line.size())
+        return Failure{QStringLiteral("the line is too long")};
+    std::memcpy(line.data(), next.constData(), length);
+    return length;
 }

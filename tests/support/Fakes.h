@@ -90,7 +90,8 @@ public:
 class FakeSecretInput final : public SecretInput
 {
 public:
-    [[nodiscard]] Result<std::vector<std::byte>, QString> readLine(const QString &prompt) override;
+    [[nodiscard]] Result<std::size_t, QString> readLine(const QString &prompt,
+                                                        std::span<std::byte> line) override;
     QList<QByteArray> lines;
     QStringList prompts;
 };

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr std::size_t longestLine = 4096;
-
 void print(std::string_view text)
 {
     while (!text.empty()) {
@@ -56,13 +54,12 @@ private:
 
 constexpr char interrupt = '\x03'; // Control-C, which is a character while signals are off
 
-Result<std::vector<std::byte>, QString> readBytes(bool isTerminal)
+Result<std::size_t, QString> readBytes(std::span<std::byte> line, bool isTerminal)
 {
-    std::vector<std::byte> line;
-    line.reserve(longestLine); // never grown, so that no copy is left behind
+    std::size_t length = 0;
     bool isTooLong = false;
     bool isAny = false;
-    const auto failed = [&line](const QString &text) {
+    const auto failed = [line](const QString &text) {
         explicit_bzero(line.data(), line.size());
         return Failure{text};
     };
@@ -80,27 +77,28 @@ Result<std::vector<std::byte>, QString> readBytes(bool isTerminal)
         if (isTerminal && c == interrupt)
             return failed(QStringLiteral("interrupted"));
         isAny = true;
-        if (line.size() < longestLine)
-            line.push_back(static_cast<std::byte>(c));
+        if (length < line.size())
+            line[length++] = static_cast<std::byte>(c);
         else
             isTooLong = true;
     }
     if (!isAny)
         return failed(QStringLiteral("the input has ended"));
     if (isTooLong)
-        return failed(QStringLiteral("the line is longer than %1 bytes").arg(longestLine));
-    return line;
+        return failed(QStringLiteral("the line is longer than %1 bytes").arg(line.size()));
+    return length;
 }
 
 } // namespace
 
-Result<std::vector<std::byte>, QString> LinuxSecretInput::readLine(const QString &prompt)
+Result<std::size_t, QString> LinuxSecretInput::readLine(const QString &prompt,
+                                                        std::span<std::byte> line)
 {
     const SilentTerminal terminal;
     if (terminal.isTerminal())
         print(prompt.toLocal8Bit().toStdString());
-    auto line = readBytes(terminal.isTerminal());
+    auto length = readBytes(line, terminal.isTerminal());
     if (terminal.isTerminal())
         print("\n");
-    return line;
+    return length;
 }

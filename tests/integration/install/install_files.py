@@ -26,6 +26,7 @@ LOGIN_ENTRY = "/etc/xdg/autostart/com.zevrik.selfservice.tray.desktop"
 BUS_SERVICE = f"{PREFIX}/share/dbus-1/services/com.zevrik.selfservice.service"
 PAM = "/etc/pam.d/zevrikselfservice"
 TMPFILES = "/usr/lib/tmpfiles.d/zevrikselfservice.conf"
+SYSUSERS = "/usr/lib/sysusers.d/zevrikselfservice.conf"
 ICON = f"{PREFIX}/share/icons/hicolor/scalable/apps/com.zevrik.selfservice.svg"
 STATUS_ICON = f"{PREFIX}/share/icons/hicolor/symbolic/apps/com.zevrik.selfservice-enroll-symbolic.svg"
 BUNDLE_ICON = ("/Library/ZevrikSelfService/Self-Service Password Reset.app/Contents/Resources/"
@@ -33,8 +34,9 @@ BUNDLE_ICON = ("/Library/ZevrikSelfService/Self-Service Password Reset.app/Conte
 DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
 EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
 PROGRAMS = {AGENT, CONTROL}
-DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
-        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/zevrikselfservicectl.md"}
+DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
+        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/settings-cache.md",
+        f"{DOCUMENTS}/zevrikselfservicectl.md"}
 
 
 class InstalledFiles(unittest.TestCase):
@@ -107,10 +109,22 @@ class InstalledFiles(unittest.TestCase):
                  if line and not line.startswith("#")]
         self.assertEqual(lines, ["@include common-auth", "@include common-account"])
 
-    def test_the_log_is_made_for_everybody(self):
-        lines = [line.split() for line in self.at(TMPFILES).read_text().splitlines()
-                 if line and not line.startswith("#")]
-        self.assertEqual(lines, [["f", "/tmp/zevrikselfservice.log", "0666", "root", "root", "-"]])
+    def lines(self, path):
+        return [line.split() for line in self.at(path).read_text().splitlines()
+                if line and not line.startswith("#")]
+
+    def test_the_log_and_the_cache_are_made_for_everybody(self):
+        cache = "/Library/Caches/ZevrikSelfService"
+        self.assertEqual(self.lines(TMPFILES), [
+            ["f", "/tmp/zevrikselfservice.log", "0666", "root", "root", "-"],
+            ["d", "/Library/Caches", "0755", "root", "root", "-"],
+            ["d", cache, "0711", "_securityagent", "sudo", "-"],
+            ["f", cache + "/com.zevrik.selfservice.plist", "0666", "_securityagent", "sudo", "-"]])
+
+    def test_the_account_of_the_cache_is_made_and_nobody_logs_on_to_it(self):
+        self.assertEqual(self.lines(SYSUSERS), [
+            ["u", "_securityagent", "-", '"Self-service', "login", 'window"', "/nonexistent",
+             "/usr/sbin/nologin"]])
 
     def test_the_icons_are_pictures(self):
         for path in (ICON, STATUS_ICON, BUNDLE_ICON):

@@ -145,6 +145,19 @@ class InstalledSession(unittest.TestCase):
         self.end()
         self.assertEqual(program.wait(timeout=30), 0)
 
+    def test_the_cache_is_kept_for_the_login_window(self):
+        cache = pathlib.Path("/Library/Caches/ZevrikSelfService/com.zevrik.selfservice.plist")
+        program = self.start(command_line_of(f"/etc/xdg/autostart/{NAME}.tray.desktop"))
+        self.eventually("the cache", lambda: is_running() and cache.stat().st_size > 0)
+        self.end()
+        self.assertEqual(program.wait(timeout=30), 0)
+        self.assertEqual(cache.stat().st_mode & 0o7777, 0o666)
+        told = subprocess.run([CONTROL, "cache", "check", "--json"], capture_output=True, text=True)
+        self.assertEqual(told.returncode, 0, told.stderr)
+        self.assertTrue(json.loads(told.stdout)["usable"])
+        told = subprocess.run([CONTROL, "compare"], capture_output=True, text=True)
+        self.assertEqual(told.returncode, 0, told.stderr)
+
     def test_the_administrators_program_sees_the_configured_directory(self):
         told = subprocess.run([CONTROL, "discover", "--json"], capture_output=True, text=True)
         self.assertEqual(told.returncode, 0, told.stderr)

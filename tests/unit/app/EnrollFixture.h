@@ -18,6 +18,8 @@ public:
     {
         fake.platform.directory = directory;
         fake.platform.urlSessions = urls;
+        // As the installation makes it.
+        fake.settingsFiles->addFolder(QStringLiteral("/Library/Caches/ZevrikSelfService"));
     }
 
     static QString oid() { return QStringLiteral("1.3.6.1.4.1.32473.2.3.1"); }

@@ -46,8 +46,7 @@ inline QStringList offlineTexts()
 inline QStringList fileVaultPromptKeys()
 {
     return {u"FileVaultSyncPrompt.Title"_s, u"FileVaultSyncPrompt.Text"_s,
-            u"FileVaultSyncPrompt.SkipButtonText"_s,
-            u"FileVaultSyncPrompt.RemindLaterButtonText"_s,
+            u"FileVaultSyncPrompt.SkipButtonText"_s, u"FileVaultSyncPrompt.RemindLaterButtonText"_s,
             u"FileVaultSyncPrompt.RemindLaterIntervalMins"_s};
 }
 inline QStringList fileVaultDialogKeys()

@@ -322,8 +322,7 @@ private Q_SLOTS:
                                "correct key."_s));
         QVERIFY(!s.text());
         QVERIFY(!s.configurationSetPublicKey());
-        QVERIFY(fake.log->lines().contains(
-            u"[Error]: Unable retrieve configuration set key."_s));
+        QVERIFY(fake.log->lines().contains(u"[Error]: Unable retrieve configuration set key."_s));
     }
 
     void defaultsOutrankEveryKeyword()

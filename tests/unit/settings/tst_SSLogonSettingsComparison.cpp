@@ -103,7 +103,7 @@ class tst_SSLogonSettingsComparison : public QObject
         dictionary.insert(u"ConfigurationSet.PublicKey"_s, QByteArray("public"));
         const auto session = SSSecureData::dataWithData(SSSecure::bytes("session"));
         dictionary.insert(u"ConfigurationSet.SessionKey"_s,
-                          bytesValue(*SSSecurityHelper::encodeSecureData(session)));
+                          bytesValue(*SSSecurityHelper::encodeSecureData(session.get())));
         dictionary.insert(u"ConfigurationSet.CipheredSessionKey"_s, QByteArray("ciphered"));
         return dictionary;
     }
@@ -112,7 +112,7 @@ class tst_SSLogonSettingsComparison : public QObject
     {
         if (key == u"ConfigurationSet.SessionKey"_s) {
             const auto other = SSSecureData::dataWithData(SSSecure::bytes("another"));
-            return bytesValue(*SSSecurityHelper::encodeSecureData(other));
+            return bytesValue(*SSSecurityHelper::encodeSecureData(other.get()));
         }
         switch (value.typeId()) {
         case QMetaType::Bool:
@@ -183,10 +183,7 @@ private Q_SLOTS:
         }
     }
 
-    void oneDifferenceAlone_data()
-    {
-        theFirstDifferenceInTheOrderOfComparingDecides_data();
-    }
+    void oneDifferenceAlone_data() { theFirstDifferenceInTheOrderOfComparingDecides_data(); }
     void oneDifferenceAlone()
     {
         QFETCH(int, place);

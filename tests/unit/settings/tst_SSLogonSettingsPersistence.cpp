@@ -54,10 +54,7 @@ class tst_SSLogonSettingsPersistence : public QObject
             load(settings, everyKeyword());
             fake.log->clear();
         }
-        [[nodiscard]] QStringList errors() const
-        {
-            return fake.log->lines().filter(u"[Error]"_s);
-        }
+        [[nodiscard]] QStringList errors() const { return fake.log->lines().filter(u"[Error]"_s); }
         void fails(const QString &operation)
         {
             fake.settingsFiles->errors.insert(operation, u"no such luck"_s);
@@ -115,10 +112,9 @@ class tst_SSLogonSettingsPersistence : public QObject
         for (const QString &key : keys)
             dictionary.insert(key, u"cached "_s + key);
         dictionary.insert(u"LoginSettingsVersion"_s, qlonglong{1});
-        for (const auto &key : {u"AllowLoginScreenPasswordReset"_s,
-                                u"UpdateCredentialsCache.Enabled"_s,
-                                u"OfflinePasswordReset.Enabled"_s,
-                                u"FileVaultSyncPrompt.Enabled"_s}) {
+        for (const auto &key :
+             {u"AllowLoginScreenPasswordReset"_s, u"UpdateCredentialsCache.Enabled"_s,
+              u"OfflinePasswordReset.Enabled"_s, u"FileVaultSyncPrompt.Enabled"_s}) {
             dictionary.insert(key, true);
         }
         dictionary.insert(u"FileVaultSyncPrompt.RemindLaterIntervalMins"_s, qlonglong{-5});
@@ -126,7 +122,7 @@ class tst_SSLogonSettingsPersistence : public QObject
     }
     static PropertyListDictionary everyCachedKeyHash()
     {
-        const auto enciphered = SSSecurityHelper::encodeSecureData(secure("session"));
+        const auto enciphered = SSSecurityHelper::encodeSecureData(secure("session").get());
         return {{u"LoginSettingsVersion"_s, qlonglong{1}},
                 {u"ConfigurationSet.ComputerRID"_s, qlonglong{0xFFFFFFFF}},
                 {u"ConfigurationSet.PublicKey"_s, QByteArray("public")},
@@ -163,7 +159,8 @@ private Q_SLOTS:
         QCOMPARE(s.serialize(), everyCachedKey());
         QCOMPARE(s.text(), std::optional(u"cached ResetPasswordButton.OptionalText"_s));
         QCOMPARE(s.proxy(), std::optional(u"cached EnrollTrayProxy"_s));
-        QCOMPARE(s.errorUnableExchangeKeys(), std::optional(u"cached ExchangeKeys.GeneratedError"_s));
+        QCOMPARE(s.errorUnableExchangeKeys(),
+                 std::optional(u"cached ExchangeKeys.GeneratedError"_s));
         QCOMPARE(s.fileVaultPromptRemindLaterIntervalMins(), -5);
         QCOMPARE(s.enabled(), true);
     }
@@ -210,8 +207,8 @@ private Q_SLOTS:
         const QByteArray stored = read(f.files().entries.value(keyFile).bytes)
                                       .value(u"ConfigurationSet.SessionKey"_s)
                                       .toByteArray();
-        const auto decoded = SSSecurityHelper::decodeSecureData(
-            SSSecureData::dataWithData(SSSecure::bytes(stored)));
+        const auto decoded =
+            SSSecurityHelper::decodeSecureData(SSSecureData::dataWithData(SSSecure::bytes(stored)).get());
         QVERIFY(decoded->isEqualToSecureData(secure("session").get()));
     }
 
@@ -223,18 +220,18 @@ private Q_SLOTS:
         SSLogonSettings s;
         QVERIFY(s.load());
         QCOMPARE(s.computerRID(), 0xFFFFFFFFU);
-        QCOMPARE(read(f.files().entries.value(keyFile).bytes)
-                     .value(u"ConfigurationSet.ComputerRID"_s),
-                 QVariant(qlonglong{4294967295}));
+        QCOMPARE(
+            read(f.files().entries.value(keyFile).bytes).value(u"ConfigurationSet.ComputerRID"_s),
+            QVariant(qlonglong{4294967295}));
     }
 
     void aLongerComputerRidKeepsItsLow32Bits()
     {
         const FakePlatform fake;
         SSLogonSettings s;
-        QVERIFY(s.deserializeKeyHashes({{u"LoginSettingsVersion"_s, qlonglong{1}},
-                                        {u"ConfigurationSet.ComputerRID"_s,
-                                         qlonglong{0x1234'0000'0007}}}));
+        QVERIFY(s.deserializeKeyHashes(
+            {{u"LoginSettingsVersion"_s, qlonglong{1}},
+             {u"ConfigurationSet.ComputerRID"_s, qlonglong{0x1234'0000'0007}}}));
         QCOMPARE(s.computerRID(), 7U);
     }
 
@@ -257,11 +254,11 @@ private Q_SLOTS:
     {
         Fixture f(0, u"root"_s);
         QVERIFY(f.settings.save());
-        QCOMPARE(f.files().changes,
-                 (QStringList{u"createDirectory "_s + folder, u"setAttributes "_s + folder,
-                              u"writeAtomically "_s + settingsFile,
-                              u"setAttributes "_s + settingsFile, u"writeAtomically "_s + keyFile,
-                              u"setAttributes "_s + keyFile}));
+        QCOMPARE(
+            f.files().changes,
+            (QStringList{u"createDirectory "_s + folder, u"setAttributes "_s + folder,
+                         u"writeAtomically "_s + settingsFile, u"setAttributes "_s + settingsFile,
+                         u"writeAtomically "_s + keyFile, u"setAttributes "_s + keyFile}));
         const auto made = f.files().entries.value(folder);
         QCOMPARE(made.mode, 0711U);
         QCOMPARE(made.owner, u"_securityagent"_s);
@@ -418,8 +415,8 @@ private Q_SLOTS:
         QVERIFY(!f.settings.serializedData());
         QCOMPARE(f.errors().size(), 2);
         QVERIFY(f.errors().at(0).startsWith(error(u"Unable serialize settings. Error: "_s)));
-        QVERIFY(f.errors().at(1).startsWith(
-            error(u"Unable serialize login settings data. Error:"_s)));
+        QVERIFY(
+            f.errors().at(1).startsWith(error(u"Unable serialize login settings data. Error:"_s)));
         QVERIFY(!f.files().entries.contains(settingsFile));
     }
 
@@ -532,8 +529,8 @@ private Q_SLOTS:
         f.fake.log->clear();
         f.fails(u"read"_s);
         QVERIFY(!s.load());
-        QCOMPARE(f.errors(), (QStringList{error(u"Unable load settings file."_s),
-                                          error(u"no such luck"_s)}));
+        QCOMPARE(f.errors(),
+                 (QStringList{error(u"Unable load settings file."_s), error(u"no such luck"_s)}));
     }
 
     void aListInTheFileIsNoDictionary()
@@ -609,10 +606,9 @@ private Q_SLOTS:
             SSSecureData::dataWithData(SSSecure::bytes(empty)).get()));
         const QStringList lines = fake.log->lines();
         QCOMPARE(lines.size(), 2);
-        QVERIFY(lines.at(0).startsWith(
-            error(u"Unable de-serialize login settings data. Error:"_s)));
-        QCOMPARE(lines.at(1),
-                 error(u"Unable de-serialize login settings data. Error:(null)"_s));
+        QVERIFY(
+            lines.at(0).startsWith(error(u"Unable de-serialize login settings data. Error:"_s)));
+        QCOMPARE(lines.at(1), error(u"Unable de-serialize login settings data. Error:(null)"_s));
         const auto other = encoded({{u"LoginSettingsVersion"_s, qlonglong{2}}});
         QVERIFY(!SSLogonSettings::initWithSerializedData(
             SSSecureData::dataWithData(SSSecure::bytes(other)).get()));
