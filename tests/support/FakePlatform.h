@@ -2,15 +2,19 @@
 
 #include "foundation/SSLogger.h"
 #include "platform/Directory.h"
+#include "platform/MemoryProtection.h"
 #include "platform/Platform.h"
+#include "platform/PublicKeys.h"
 #include "platform/UrlSession.h"
+#include "tests/support/FakeCryptography.h"
 #include "tests/support/FakeRunLoop.h"
 #include "tests/support/Fakes.h"
 
 #include <memory>
 
 /// A whole platform of fakes, installed while it lives, with the log at the verbose level. The
-/// directory and the URL sessions are null until a test sets its own.
+/// directory, the URL sessions, the public keys and the protection of memory are null until a test
+/// sets its own.
 class FakePlatform
 {
 public:
@@ -22,6 +26,7 @@ public:
         platform.system = system;
         platform.defaults = defaults;
         platform.cryptography = cryptography;
+        platform.machineIdentity = machineIdentity;
         platform.identity = identity;
         platform.application = application;
         platform.notificationCenter = notificationCenter;
@@ -41,6 +46,7 @@ public:
     std::shared_ptr<FakeSystemInformation> system = std::make_shared<FakeSystemInformation>();
     std::shared_ptr<FakeUserDefaults> defaults = std::make_shared<FakeUserDefaults>();
     std::shared_ptr<FakeCryptography> cryptography = std::make_shared<FakeCryptography>();
+    std::shared_ptr<FakeMachineIdentity> machineIdentity = std::make_shared<FakeMachineIdentity>();
     std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
     std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();
     std::shared_ptr<FakeNotificationCenter> notificationCenter =

@@ -2,7 +2,6 @@
 
 #include "platform/Alerts.h"
 #include "platform/Application.h"
-#include "platform/Cryptography.h"
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
 #include "platform/StatusBar.h"
@@ -54,14 +53,6 @@ public:
         return QStringLiteral("com.zevrik.selfservice");
     }
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
-};
-
-class FakeCryptography final : public Cryptography
-{
-public:
-    [[nodiscard]] int randomBytes(std::span<std::byte> bytes) override;
-    int status = 0;
-    std::byte next{1}; ///< the bytes count up from here
 };
 
 class FakeIdentity final : public IdentityService

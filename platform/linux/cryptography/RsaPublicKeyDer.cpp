@@ -19,9 +19,8 @@ ASN1_SEQUENCE(RsaPublicKeyStructure) = {
     ASN1_SIMPLE(RsaPublicKeyStructure, modulus, ASN1_INTEGER),
     ASN1_SIMPLE(RsaPublicKeyStructure, exponent, ASN1_INTEGER),
 } static_ASN1_SEQUENCE_END(RsaPublicKeyStructure)
-    // clang-format on
 
-    struct FreeStructure
+struct FreeStructure
 {
     void operator()(RsaPublicKeyStructure *key) const
     {
@@ -29,6 +28,7 @@ ASN1_SEQUENCE(RsaPublicKeyStructure) = {
     }
 };
 using Structure = std::unique_ptr<RsaPublicKeyStructure, FreeStructure>;
+// clang-format on
 
 bool setNumber(ASN1_INTEGER *number, std::span<const std::byte> bytes)
 {
