@@ -141,6 +141,12 @@ QString SSFormatArgument::number(bool asSigned) const
     return description();
 }
 
+QString SSFormatArgument::hexadecimal() const
+{
+    return m_kind == Kind::Signed || m_kind == Kind::Unsigned ? QString::number(m_number, 16)
+                                                              : description();
+}
+
 QString SSFormat::nullText()
 {
     return QStringLiteral("(null)");
@@ -162,11 +168,11 @@ QString SSFormat::fill(std::string_view format, std::span<const SSFormatArgument
             continue;
         }
         std::size_t length = 2;
-        if (format[i + 1] == 'l' && i + 2 < format.size())
+        if ((format[i + 1] == 'l' || format[i + 1] == 'z') && i + 2 < format.size())
             length = 3;
         const char conversion = format[i + length - 1];
         const bool known = conversion == '@' || conversion == 's' || conversion == 'd' ||
-                           conversion == 'u' || conversion == '%';
+                           conversion == 'u' || conversion == 'x' || conversion == '%';
         if (!known || (conversion != '%' && next >= arguments.size())) {
             i += length;
             continue;
@@ -176,6 +182,8 @@ QString SSFormat::fill(std::string_view format, std::span<const SSFormatArgument
             result += QLatin1Char('%');
         else if (conversion == '@' || conversion == 's')
             result += arguments[next++].description();
+        else if (conversion == 'x')
+            result += arguments[next++].hexadecimal();
         else
             result += arguments[next++].number(conversion == 'd');
         i += length;

@@ -44,6 +44,7 @@ public:
     [[nodiscard]] QString description() const;
     /// The argument as an integer placeholder prints it.
     [[nodiscard]] QString number(bool asSigned) const;
+    [[nodiscard]] QString hexadecimal() const;
 
 private:
     enum class Kind { Null, String, List, TextMap, Variant, Text, Signed, Unsigned };
@@ -58,7 +59,8 @@ namespace SSFormat {
 [[nodiscard]] QString nullText();
 
 /// Fills the placeholders of `format` (UTF-8) in order: "%@" and "%s" any value, "%d" and "%ld" a
-/// signed, "%u" and "%lu" an unsigned integer, "%%" a percent sign. A placeholder without an
+/// signed, "%u", "%lu" and "%zu" an unsigned integer, "%x" one in lower-case hexadecimal digits,
+/// "%%" a percent sign. A placeholder without an
 /// argument stays as it is.
 [[nodiscard]] QString fill(std::string_view format, std::span<const SSFormatArgument> arguments);
 

@@ -30,7 +30,6 @@ std::optional<unsigned> base64Value(char16_t character)
 std::optional<SSSecure::Bytes> SSBase64::decoded(QStringView text, bool ignoreUnknown)
 {
     SSSecure::Bytes result;
-    // Storage that never moves leaves no unwiped copy behind.
     result.reserve(static_cast<std::size_t>(text.size()) / 4 * 3 + 3);
     const auto refused = [&result] {
         SSSecure::secureFree(result);

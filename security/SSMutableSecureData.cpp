@@ -45,19 +45,9 @@ SSMutableSecureData::initWithMutableData(std::shared_ptr<SSSecure::Bytes> data)
 void SSMutableSecureData::setLength(std::size_t length)
 {
     SSSecure::Bytes &bytes = *m_mutableData;
-    if (length <= bytes.size()) {
+    // What is cut off stays within the block.
+    if (length < bytes.size())
         SSSecure::secureFree(std::span(bytes).subspan(length));
-        bytes.resize(length);
-        return;
-    }
-    if (length > bytes.capacity()) {
-        // The vector would free its old storage as it is.
-        SSSecure::Bytes larger;
-        larger.reserve(length);
-        larger.assign(bytes.begin(), bytes.end());
-        SSSecure::secureFree(bytes);
-        bytes = std::move(larger);
-    }
     bytes.resize(length);
 }
 

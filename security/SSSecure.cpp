@@ -1,26 +1,14 @@
 #include "security/SSSecure.h"
 
 #include "foundation/SSLogger.h"
+#include "security/SSBase32.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace {
 
-constexpr std::size_t codeLength = 20;
-constexpr qsizetype textLength = 32;
-constexpr qsizetype dashedTextLength = 39;
-constexpr qsizetype groupLength = 4;
-constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
-
-template<typename Unit>
-void wipe(Unit *units, std::size_t count)
-{
-    // A volatile store is an effect that no optimiser may drop.
-    volatile Unit *target = units;
-    for (std::size_t i = 0; i < count; ++i)
-        target[i] = Unit{};
-}
+constexpr auto dashedTextLength = static_cast<qsizetype>(SSBase32::dashedTextLength);
+constexpr auto groupLength = static_cast<qsizetype>(SSBase32::groupLength);
 
 /// Where a character's five bits lie: in the big-endian 16-bit word at `offset`, `shift` bits up.
 struct BitPosition
@@ -52,12 +40,12 @@ std::span<const std::byte> SSSecure::bytes(const QByteArray &data)
 
 void SSSecure::secureFree(std::span<std::byte> bytes)
 {
-    wipe(bytes.data(), bytes.size());
+    SSSecureMemory::wipe(bytes.data(), bytes.size());
 }
 
 void SSSecure::secureFree(Bytes &data)
 {
-    wipe(data.data(), data.size());
+    SSSecureMemory::wipe(data.data(), data.size());
 }
 
 void SSSecure::secureFree(QByteArray &data)
@@ -65,34 +53,32 @@ void SSSecure::secureFree(QByteArray &data)
     // data() would copy shared storage and leave the secret in the old one.
     const bool ownsStorage = data.data_ptr().d_ptr() != nullptr;
     char *bytes = ownsStorage ? const_cast<char *>(data.constData()) : data.data();
-    wipe(bytes, static_cast<std::size_t>(data.size()));
+    SSSecureMemory::wipe(bytes, static_cast<std::size_t>(data.size()));
 }
 
 void SSSecure::secureFree(QString &text)
 {
     const bool ownsStorage = text.data_ptr().d_ptr() != nullptr;
     QChar *characters = ownsStorage ? const_cast<QChar *>(text.constData()) : text.data();
-    wipe(reinterpret_cast<char16_t *>(characters), static_cast<std::size_t>(text.size()));
+    SSSecureMemory::wipe(characters, static_cast<std::size_t>(text.size()) * sizeof(QChar));
 }
 
 std::optional<QString> SSSecure::base32EncodedString(std::span<const std::byte> data,
                                                      std::uint32_t options)
 {
-    if (data.size() != codeLength)
+    if (data.size() != SSBase32::codeLength)
         return std::nullopt;
+    const auto code = data.first<SSBase32::codeLength>();
     const bool dashes = (options & base32InsertDashes) != 0;
-    const qsizetype expectedLength = dashes ? dashedTextLength : textLength;
-    QString text(expectedLength, Qt::Uninitialized);
-    QChar *out = text.data();
-    for (std::size_t i = 0; i < static_cast<std::size_t>(textLength); ++i) {
-        if (dashes && i > 0 && i % groupLength == 0)
-            *out++ = QLatin1Char('-');
-        const BitPosition position(i);
-        const unsigned word = std::to_integer<unsigned>(data[position.offset]) << 8U |
-                              std::to_integer<unsigned>(data[position.offset + 1]);
-        *out++ = QLatin1Char(alphabet[(word >> position.shift) & 0x1fU]);
-    }
-    if (out - text.constData() != expectedLength) {
+    const std::size_t length = dashes ? SSBase32::dashedTextLength : SSBase32::textLength;
+    QString text(static_cast<qsizetype>(length), Qt::Uninitialized);
+    auto *characters = reinterpret_cast<char16_t *>(text.data());
+    if (dashes)
+        SSBase32::encodeDashed(code,
+                               std::span<char16_t, SSBase32::dashedTextLength>(characters, length));
+    else
+        SSBase32::encode(code, std::span<char16_t, SSBase32::textLength>(characters, length));
+    if (text.size() != static_cast<qsizetype>(length)) {
         SSLog(1, SSMessageType::Error,
               "base32EncodedStringWithOptions: invalid result string: (%@).", text);
     }
@@ -104,7 +90,15 @@ SSSecure::initWithBase32EncodedString(const std::optional<QString> &text)
 {
     if (!text || text->size() != dashedTextLength)
         return std::nullopt;
-    Bytes result(codeLength);
+    Bytes result(SSBase32::codeLength);
+    if (SSBase32::decodeDashed(
+            std::span<const char16_t, SSBase32::dashedTextLength>(
+                reinterpret_cast<const char16_t *>(text->utf16()), SSBase32::dashedTextLength),
+            std::span<std::byte, SSBase32::codeLength>(result)))
+        return result;
+
+    // Not the form that is written. Tell what is wrong with it, or read it for what it is.
+    secureFree(result);
     const auto refused = [&result] {
         secureFree(result);
         return std::nullopt;
@@ -114,10 +108,10 @@ SSSecure::initWithBase32EncodedString(const std::optional<QString> &text)
         if (const auto value = base32Value(character.unicode())) {
             // A letter where a dash belongs falls on the bits of the character after it.
             const BitPosition position(static_cast<std::size_t>(p - p / (groupLength + 1)));
-            if (position.offset >= codeLength - 1) {
+            if (position.offset >= SSBase32::codeLength - 1) {
                 SSLog(1, SSMessageType::Error,
                       "initWithBase32EncodedString: index out of range (%lu, %lu).",
-                      position.offset, codeLength);
+                      position.offset, SSBase32::codeLength);
                 return refused();
             }
             const unsigned word = *value << position.shift;
@@ -136,6 +130,17 @@ SSSecure::initWithBase32EncodedString(const std::optional<QString> &text)
         }
     }
     return result;
+}
+
+bool SSSecure::isEqual(std::span<const std::byte> first, std::span<const std::byte> second)
+{
+    if (first.size() != second.size())
+        return false;
+    // Volatile: an optimiser may not stop at the first difference.
+    volatile unsigned difference = 0;
+    for (std::size_t i = 0; i < first.size(); ++i)
+        difference = difference | std::to_integer<unsigned>(first[i] ^ second[i]);
+    return difference == 0;
 }
 
 void SSSecure::reverseBytes(std::byte *bytes, std::size_t count)

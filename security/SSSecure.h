@@ -1,5 +1,7 @@
 #pragma once
 
+#include "security/SSSecureMemory.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -13,9 +15,9 @@
 /// byte functions. All are pure but for their log lines; any thread.
 namespace SSSecure {
 
-/// A plain byte buffer. Nothing wipes it by itself: hand it over to an SSSecureData, or call
-/// secureFree().
-using Bytes = std::vector<std::byte>;
+/// A plain byte buffer in the storage for secrets: what it gives up is wiped. A copy is a copy of
+/// the secret.
+using Bytes = std::vector<std::byte, SSSecureAllocator<std::byte>>;
 
 /// The bytes of `data`, valid as long as it is.
 [[nodiscard]] std::span<const std::byte> bytes(const QByteArray &data);
@@ -28,6 +30,9 @@ void secureFree(Bytes &data);
 void secureFree(QByteArray &data);
 /// As for a byte array, for a text that held a secret.
 void secureFree(QString &text);
+
+/// Whether both hold the same bytes. Takes as long for a first byte that differs as for a last one.
+[[nodiscard]] bool isEqual(std::span<const std::byte> first, std::span<const std::byte> second);
 
 /// The options of base32EncodedString: a dash before every fourth character.
 inline constexpr std::uint32_t base32InsertDashes = 1;

@@ -95,13 +95,7 @@ QString SSSecureData::base64EncodedString(std::uint32_t options) const
 
 bool SSSecureData::isEqualToSecureData(const SSSecureData *other) const
 {
-    if (!other || length() != other->length())
-        return false;
-    // As long for a first byte that differs as for a last one.
-    std::byte difference{0};
-    for (std::size_t i = 0; i < length(); ++i)
-        difference |= bytes()[i] ^ other->bytes()[i];
-    return difference == std::byte{0};
+    return other && SSSecure::isEqual(data(), other->data());
 }
 
 void SSSecureData::secureFree()

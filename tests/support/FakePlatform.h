@@ -2,8 +2,11 @@
 
 #include "foundation/SSLogger.h"
 #include "platform/Directory.h"
+#include "platform/MemoryProtection.h"
 #include "platform/Platform.h"
+#include "platform/PublicKeys.h"
 #include "platform/UrlSession.h"
+#include "tests/support/FakeCryptography.h"
 #include "tests/support/FakeRunLoop.h"
 #include "tests/support/FakeSettingsFiles.h"
 #include "tests/support/Fakes.h"
@@ -11,7 +14,8 @@
 #include <memory>
 
 /// A whole platform of fakes, installed while it lives, with the log at the verbose level. The
-/// directory and the URL sessions are null until a test sets its own.
+/// directory, the URL sessions, the public keys and the protection of memory are null until a test
+/// sets its own.
 class FakePlatform
 {
 public:
@@ -23,6 +27,7 @@ public:
         platform.system = system;
         platform.defaults = defaults;
         platform.cryptography = cryptography;
+        platform.machineIdentity = machineIdentity;
         platform.identity = identity;
         platform.settingsFiles = settingsFiles;
         platform.secretInput = secretInput;
@@ -45,6 +50,7 @@ public:
     std::shared_ptr<FakeUserDefaults> defaults = std::make_shared<FakeUserDefaults>();
     std::shared_ptr<FakeCryptography> cryptography = std::make_shared<FakeCryptography>();
     std::shared_ptr<FakeSecretInput> secretInput = std::make_shared<FakeSecretInput>();
+    std::shared_ptr<FakeMachineIdentity> machineIdentity = std::make_shared<FakeMachineIdentity>();
     std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
     std::shared_ptr<FakeSettingsFiles> settingsFiles = std::make_shared<FakeSettingsFiles>();
     std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();

@@ -45,15 +45,6 @@ std::optional<QVariant> FakeUserDefaults::objectForKey(const QString &key)
     return *it;
 }
 
-int FakeCryptography::randomBytes(std::span<std::byte> bytes)
-{
-    for (std::byte &byte : bytes) {
-        byte = next;
-        next = static_cast<std::byte>(static_cast<unsigned>(next) + 1U);
-    }
-    return status;
-}
-
 namespace {
 QList<IdentityRecord> named(const QList<IdentityRecord> &records, const QString &name)
 {

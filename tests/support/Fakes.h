@@ -2,7 +2,6 @@
 
 #include "platform/Alerts.h"
 #include "platform/Application.h"
-#include "platform/Cryptography.h"
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
 #include "platform/SecretInput.h"
@@ -55,14 +54,6 @@ public:
     [[nodiscard]] QString cachesDirectory() override { return caches; }
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
     QString caches = QStringLiteral("/Library/Caches");
-};
-
-class FakeCryptography final : public Cryptography
-{
-public:
-    [[nodiscard]] int randomBytes(std::span<std::byte> bytes) override;
-    int status = 0;
-    std::byte next{1}; ///< the bytes count up from here
 };
 
 class FakeIdentity final : public IdentityService

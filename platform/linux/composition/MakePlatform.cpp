@@ -9,18 +9,21 @@
 #include "platform/linux/application/CommandLineApplication.h"
 #include "platform/linux/application/LinuxApplication.h"
 #include "platform/linux/core/LinuxClock.h"
-#include "platform/linux/core/LinuxCryptography.h"
 #include "platform/linux/core/LinuxLogFile.h"
 #include "platform/linux/core/LinuxRunLoop.h"
 #include "platform/linux/core/LinuxSecretInput.h"
 #include "platform/linux/core/LinuxSystemInformation.h"
 #include "platform/linux/core/ProcessHardening.h"
+#include "platform/linux/cryptography/LinuxCryptography.h"
+#include "platform/linux/cryptography/LinuxPublicKeyService.h"
 #include "platform/linux/defaults/LinuxUserDefaults.h"
 #include "platform/linux/desktop/LinuxAlertPresenter.h"
 #include "platform/linux/desktop/LinuxWorkspace.h"
 #include "platform/linux/directory/ActiveDirectoryNode.h"
 #include "platform/linux/directory/DirectorySettings.h"
 #include "platform/linux/directory/KerberosTicket.h"
+#include "platform/linux/machine/LinuxMachineIdentity.h"
+#include "platform/linux/memory/LinuxMemoryProtection.h"
 #include "platform/linux/notifications/LinuxNotificationCenter.h"
 #include "platform/linux/statusbar/LinuxStatusBar.h"
 #include "platform/linux/web/LinuxUrlSession.h"
@@ -75,7 +78,11 @@ void addCommon(Platform &platform, const PlatformOptions &options)
                                                          *options.defaultsFile, options.diagnostics)
                             : LinuxUserDefaults::forUser(applicationIdentifier(),
                                                          options.rootPrefix, options.diagnostics);
-    platform.cryptography = std::make_shared<LinuxCryptography>();
+    platform.memory = std::make_shared<LinuxMemoryProtection>(options.diagnostics);
+    platform.cryptography = std::make_shared<LinuxCryptography>(options.diagnostics);
+    platform.publicKeys = std::make_shared<LinuxPublicKeyService>();
+    platform.machineIdentity =
+        std::make_shared<LinuxMachineIdentity>(options.rootPrefix, options.diagnostics);
     const DirectorySettings settings =
         DirectorySettings::read(options.rootPrefix, options.diagnostics);
     platform.identity = settings.administratorGroups.isEmpty()

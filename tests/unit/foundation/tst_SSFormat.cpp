@@ -18,6 +18,8 @@ private Q_SLOTS:
         QCOMPARE(SSFormat::format("%d %ld %u %lu", -1, -2LL, 3U, 4ULL),
                  QStringLiteral("-1 -2 3 4"));
         QCOMPARE(SSFormat::format("%lu", -1), QStringLiteral("18446744073709551615"));
+        QCOMPARE(SSFormat::format("%zu 0x%x 0x%x", std::size_t{5}, 0xa400U, 0),
+                 QStringLiteral("5 0xa400 0x0"));
         QCOMPARE(SSFormat::format("%s", "-[SSEnroll x:]"), QStringLiteral("-[SSEnroll x:]"));
         QCOMPARE(SSFormat::format("100%% %@", 5), QStringLiteral("100% 5"));
         QCOMPARE(SSFormat::format("%@@%@", QStringLiteral("jdoe"), QStringLiteral("corp")),

@@ -1,0 +1,9 @@
+#pragma once
+
+/// A short self-test of what the adapter computes, against published answers.
+namespace KnownAnswers {
+
+/// The name of the first computation that gives a wrong answer; null when all are right.
+[[nodiscard]] const char *firstWrong();
+
+} // namespace KnownAnswers

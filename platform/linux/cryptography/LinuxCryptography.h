@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/Cryptography.h"
+#include "platform/Diagnostics.h"
+
+#include <mutex>
+
+/// The kernel's generator, OpenSSL, and nettle for MD4. Before the first computation a few known
+/// answers are checked; when one is wrong, every computation is refused.
+class LinuxCryptography final : public Cryptography
+{
+public:
+    explicit LinuxCryptography(DiagnosticSink diagnostics = {});
+
+    [[nodiscard]] int randomBytes(std::span<std::byte> bytes) override;
+    [[nodiscard]] int hmacSha512(std::span<const std::byte> key, std::span<const std::byte> message,
+                                 std::span<std::byte, sha512Length> code) override;
+    [[nodiscard]] int md4(std::span<const std::byte> message,
+                          std::span<std::byte, md4Length> digest) override;
+    [[nodiscard]] int pbkdf2HmacSha1(std::span<const std::byte> key,
+                                     std::span<const std::byte> salt, int rounds,
+                                     std::span<std::byte, sha1Length> derived) override;
+    [[nodiscard]] int encryptAesCbc(std::span<const std::byte> key,
+                                    std::span<const std::byte, aesBlockLength> vector,
+                                    std::span<const std::byte> plain, std::span<std::byte> output,
+                                    std::size_t &moved) override;
+    [[nodiscard]] int decryptAesCbc(std::span<const std::byte> key,
+                                    std::span<const std::byte, aesBlockLength> vector,
+                                    std::span<const std::byte> ciphered,
+                                    std::span<std::byte> output, std::size_t &moved) override;
+
+private:
+    /// Whether the known answers came out right.
+    [[nodiscard]] bool works();
+
+    DiagnosticSink m_diagnostics;
+    std::once_flag m_checked;
+    bool m_works = false;
+};

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// Storage for secrets: pages of their own, locked in memory where the limit allows and kept out of
+/// core dumps, wiped before a block of them goes back. The pages are kept for later secrets. Any
+/// thread.
+namespace SSSecureMemory {
+
+/// At least `length` bytes, aligned for any type. Throws std::bad_alloc when memory is short, as
+/// allocators do.
+[[nodiscard]] void *allocate(std::size_t length);
+
+/// Wipes a block that allocate() gave for the same length, and takes it back.
+void release(void *block, std::size_t length) noexcept;
+
+/// Overwrites `length` bytes with zeros by stores that the compiler keeps.
+void wipe(void *bytes, std::size_t length) noexcept;
+
+struct Statistics
+{
+    std::uint64_t allocations = 0; ///< since the start
+    std::size_t blocksInUse = 0;
+};
+[[nodiscard]] Statistics statistics();
+
+} // namespace SSSecureMemory
+
+/// Makes a standard container keep its elements in the storage for secrets. Whatever the container
+/// gives up, by growing, too, is wiped.
+template<typename Value>
+class SSSecureAllocator
+{
+public:
+    using value_type = Value;
+
+    SSSecureAllocator() = default;
+    template<typename Other>
+    SSSecureAllocator(const SSSecureAllocator<Other> &) noexcept
+    {
+    }
+
+    [[nodiscard]] Value *allocate(std::size_t count)
+    {
+        return static_cast<Value *>(SSSecureMemory::allocate(count * sizeof(Value)));
+    }
+    void deallocate(Value *values, std::size_t count) noexcept
+    {
+        SSSecureMemory::release(values, count * sizeof(Value));
+    }
+
+    template<typename Other>
+    bool operator==(const SSSecureAllocator<Other> &) const noexcept
+    {
+        return true;
+    }
+};
