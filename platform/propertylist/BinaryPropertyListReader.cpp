@@ -1,5 +1,5 @@
-#include "platform/propertylist/BinaryPropertyListFormat.h"
 #include "platform/PropertyList.h"
+#include "platform/propertylist/BinaryPropertyListFormat.h"
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>
@@ -19,9 +19,18 @@ using namespace BinaryPropertyList;
 class Reader
 {
 public:
-    Reader(const QByteArray &contents, const PropertyListLimits &limits)
+    Reader(QByteArrayView contents, const PropertyListLimits &limits)
         : m_contents(contents), m_budget(limits)
     {
+    }
+    /// Gives data as views of the contents, and dictionaries in their order.
+    Reader(const PropertyListData &contents, const PropertyListLimits &limits)
+        : m_contents(viewOf(contents)), m_viewed(&contents), m_budget(limits)
+    {
+    }
+    static QByteArrayView viewOf(const PropertyListData &data)
+    {
+        return {data.bytes.data(), static_cast<qsizetype>(data.bytes.size())};
     }
 
     PropertyListResult read()
@@ -211,7 +220,7 @@ private:
             return false;
         switch (kind) {
         case Kind::Data:
-            result = m_contents.mid(position, size);
+            result = data(position, size);
             return true;
         case Kind::AsciiString:
             return readAscii(position, size, result);
@@ -220,9 +229,19 @@ private:
         }
     }
 
+    [[nodiscard]] QVariant data(qsizetype position, qsizetype size) const
+    {
+        if (!m_viewed)
+            return m_contents.sliced(position, size).toByteArray();
+        return QVariant::fromValue(
+            PropertyListData{m_viewed->bytes.subspan(static_cast<std::size_t>(position),
+                                                     static_cast<std::size_t>(size)),
+                             m_viewed->owner});
+    }
+
     bool readAscii(qsizetype position, qsizetype size, QVariant &result)
     {
-        const QByteArrayView bytes = QByteArrayView(m_contents).sliced(position, size);
+        const QByteArrayView bytes = m_contents.sliced(position, size);
         for (const char byte : bytes) {
             if (static_cast<quint8>(byte) > 0x7f)
                 return fail(QStringLiteral("an ASCII text has other characters"));
@@ -258,9 +277,13 @@ private:
             return fail(QStringLiteral("a container is cut off"));
         m_onPath[index] = true;
         const auto entries = static_cast<qsizetype>(count);
-        const bool ok = kind == Kind::Dictionary
-                            ? readDictionary(position, entries, depth + 1, result)
-                            : readArray(position, entries, depth + 1, result);
+        bool ok = false;
+        if (kind == Kind::Array)
+            ok = readArray(position, entries, depth + 1, result);
+        else if (m_viewed)
+            ok = readDictionary<PropertyListDictionary>(position, entries, depth + 1, result);
+        else
+            ok = readDictionary<QVariantMap>(position, entries, depth + 1, result);
         m_onPath[index] = false;
         return ok;
     }
@@ -283,10 +306,11 @@ private:
         return true;
     }
 
+    template<typename Dictionary>
     bool readDictionary(qsizetype position, qsizetype count, int depth, QVariant &result)
     {
         const qsizetype values = position + count * m_referenceSize;
-        QVariantMap map;
+        Dictionary dictionary;
         for (qsizetype i = 0; i < count; ++i) {
             QVariant key;
             QVariant value;
@@ -296,13 +320,14 @@ private:
                 return fail(QStringLiteral("a dictionary key is no text"));
             if (!readReference(values + i * m_referenceSize, depth, value))
                 return false;
-            map.insert(key.toString(), value);
+            dictionary.insert(key.toString(), value);
         }
-        result = map;
+        result = QVariant::fromValue(dictionary);
         return true;
     }
 
-    const QByteArray &m_contents;
+    QByteArrayView m_contents;
+    const PropertyListData *m_viewed = nullptr; ///< null when data is to be copied
     PropertyListBudget m_budget;
     QString m_error;
     qsizetype m_offsetSize = 0;
@@ -320,5 +345,18 @@ PropertyListResult readBinaryPropertyList(const QByteArray &contents,
 {
     if (contents.size() > limits.fileSize)
         return Failure{PropertyListError{PropertyListText::tooLarge()}};
-    return Reader(contents, limits).read();
+    return Reader(QByteArrayView(contents), limits).read();
+}
+
+Result<PropertyListDictionary, PropertyListError>
+readBinaryPropertyListDictionary(const PropertyListData &contents, const PropertyListLimits &limits)
+{
+    if (contents.bytes.size() > static_cast<std::size_t>(limits.fileSize))
+        return Failure{PropertyListError{PropertyListText::tooLarge()}};
+    const PropertyListResult result = Reader(contents, limits).read();
+    if (!result)
+        return Failure{result.error()};
+    if (result.value().metaType() != QMetaType::fromType<PropertyListDictionary>())
+        return Failure{PropertyListError{QStringLiteral("it holds no dictionary")}};
+    return result.value().value<PropertyListDictionary>();
 }

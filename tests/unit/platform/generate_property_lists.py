@@ -91,19 +91,25 @@ def tagged(item):
         return {"data": item.hex()}
     if isinstance(item, list):
         return {"array": [tagged(entry) for entry in item]}
-    return {"dict": {key: tagged(entry) for key, entry in item.items()}}
+    return {"dict": [[key, tagged(entry)] for key, entry in item.items()]}
+
+
+def roots(count):
+    for _ in range(count):
+        yield dictionary(rng.choice([0, 1, 2]))
 
 
 def main():
     lists = []
-    for _ in range(int(sys.argv[1])):
-        root = dictionary(rng.choice([0, 1, 2]))
+    for root in roots(int(sys.argv[1])):
         lists.append({
-            "binary": base64.b64encode(plistlib.dumps(root, fmt=plistlib.FMT_BINARY)).decode(),
+            "binary": base64.b64encode(plistlib.dumps(root, fmt=plistlib.FMT_BINARY,
+                                                      sort_keys=False)).decode(),
             "xml": base64.b64encode(plistlib.dumps(root, fmt=plistlib.FMT_XML)).decode(),
             "value": tagged(root),
         })
     json.dump(lists, sys.stdout)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -5,13 +5,14 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTemporaryFile>
 #include <QTest>
 
 #include <array>
 #include <bit>
 #include <cstdio>
 
-/// Both readers against Python's plistlib.
+/// The readers and the writer against Python's plistlib.
 class tst_PropertyListOracle : public QObject
 {
     Q_OBJECT
@@ -54,7 +55,7 @@ class tst_PropertyListOracle : public QObject
         }
         if (tag == QLatin1String("array"))
             return check(type == QMetaType::QVariantList) + inArray(actual, value.toArray());
-        return check(type == QMetaType::QVariantMap) + inDictionary(actual, value.toObject());
+        return check(type == QMetaType::QVariantMap) + inDictionary(actual, value.toArray());
     }
 
     static QString inArray(const QVariant &actual, const QJsonArray &expected)
@@ -70,19 +71,84 @@ class tst_PropertyListOracle : public QObject
         return {};
     }
 
-    static QString inDictionary(const QVariant &actual, const QJsonObject &expected)
+    static QString inDictionary(const QVariant &actual, const QJsonArray &expected)
     {
         const QVariantMap map = actual.toMap();
         if (map.size() != expected.size())
             return QStringLiteral("dictionary of %1").arg(map.size());
-        for (auto it = expected.begin(); it != expected.end(); ++it) {
-            if (!map.contains(it.key()))
-                return QStringLiteral("no key ") + it.key();
-            const QString inner = difference(map.value(it.key()), it.value().toObject());
+        for (const QJsonValue &entry : expected) {
+            const QString key = entry[0].toString();
+            if (!map.contains(key))
+                return QStringLiteral("no key ") + key;
+            const QString inner = difference(map.value(key), entry[1].toObject());
             if (!inner.isEmpty())
                 return inner;
         }
         return {};
+    }
+
+    /// The tagged value, dictionaries in their order.
+    static QVariant valueOf(const QJsonObject &tagged)
+    {
+        const QString tag = tagged.begin().key();
+        const QJsonValue value = tagged.begin().value();
+        if (tag == QLatin1String("bool"))
+            return value.toBool();
+        if (tag == QLatin1String("integer")) {
+            bool fits = false;
+            const qlonglong number = value.toString().toLongLong(&fits);
+            return fits ? QVariant(number) : QVariant(value.toString().toULongLong());
+        }
+        if (tag == QLatin1String("real"))
+            return std::bit_cast<double>(value.toString().toULongLong());
+        if (tag == QLatin1String("date")) {
+            QDateTime date = QDateTime::fromString(value.toString(), Qt::ISODate);
+            date.setTimeSpec(Qt::UTC);
+            return date;
+        }
+        if (tag == QLatin1String("data"))
+            return QByteArray::fromHex(value.toString().toLatin1());
+        if (tag == QLatin1String("array")) {
+            QVariantList list;
+            for (const QJsonValue &entry : value.toArray())
+                list.append(valueOf(entry.toObject()));
+            return list;
+        }
+        if (tag == QLatin1String("dict")) {
+            PropertyListDictionary dictionary;
+            for (const QJsonValue &entry : value.toArray())
+                dictionary.insert(entry[0].toString(), valueOf(entry[1].toObject()));
+            return QVariant::fromValue(dictionary);
+        }
+        return value.toString();
+    }
+
+    /// The file of a value; empty, with a message, when it was refused.
+    template<typename Value>
+    static QByteArray written(const Value &value)
+    {
+        const auto result = writeBinaryPropertyList(value);
+        if (!result) {
+            qWarning("%s", qUtf8Printable(result.error().text));
+            return {};
+        }
+        return {reinterpret_cast<const char *>(result.value().data()),
+                static_cast<qsizetype>(result.value().size())};
+    }
+
+    static PropertyListData viewOf(const QByteArray &bytes)
+    {
+        return {std::as_bytes(std::span(bytes.constData(), static_cast<std::size_t>(bytes.size()))),
+                nullptr};
+    }
+
+    /// `count` dictionaries made by Python, in its files and as tagged values.
+    static QJsonArray generated(int count)
+    {
+        const QString script = QFINDTESTDATA("generate_property_lists.py");
+        return QJsonDocument::fromJson(outputOf("python3 '" + QFile::encodeName(script) + "' " +
+                                                QByteArray::number(count)))
+            .array();
     }
 
     /// What `command` prints. Not by QProcess: the thread sanitizer does not survive its clone().
@@ -99,11 +165,7 @@ class tst_PropertyListOracle : public QObject
 private Q_SLOTS:
     void bothFormsReadAsPlistlibWroteThem()
     {
-        const QString script = QFINDTESTDATA("generate_property_lists.py");
-        QVERIFY(!script.isEmpty());
-        const QJsonArray lists =
-            QJsonDocument::fromJson(outputOf("python3 '" + QFile::encodeName(script) + "' 3000"))
-                .array();
+        const QJsonArray lists = generated(3000);
         QCOMPARE(lists.size(), 3000);
         qsizetype large = 0;
         for (const QJsonValue &entry : lists) {
@@ -118,6 +180,34 @@ private Q_SLOTS:
             }
         }
         QVERIFY2(large > 500, "the lists are not the wide and deep ones that were meant");
+    }
+
+    // From the tagged values, from what the reader gives of plistlib's file, and from the sorted
+    // dictionaries of the other reader.
+    void plistlibReadsWhatIsWrittenAndWritesTheSameBytes()
+    {
+        const QJsonArray lists = generated(3000);
+        QCOMPARE(lists.size(), 3000);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        for (const QJsonValue &entry : lists) {
+            const QByteArray fromPython =
+                QByteArray::fromBase64(entry[QLatin1String("binary")].toString().toLatin1());
+            const QVariant value = valueOf(entry[QLatin1String("value")].toObject());
+            const QByteArray ordered = written(value);
+            QVERIFY(!ordered.isEmpty());
+            const auto inOrder = readBinaryPropertyListDictionary(viewOf(fromPython));
+            QVERIFY2(inOrder.ok(), inOrder.ok() ? "" : qUtf8Printable(inOrder.error().text));
+            QCOMPARE(written(inOrder.value()), ordered);
+            const PropertyListResult sorted = readPropertyList(fromPython);
+            QVERIFY(sorted.ok());
+            file.write(ordered.toBase64() + ' ' + written(sorted.value()).toBase64() + '\n');
+        }
+        file.close();
+        const QString script = QFINDTESTDATA("check_property_lists.py");
+        QCOMPARE(outputOf("python3 '" + QFile::encodeName(script) + "' 3000 '" +
+                          QFile::encodeName(file.fileName()) + "' 2>&1"),
+                 QByteArray("3000\n"));
     }
 };
 

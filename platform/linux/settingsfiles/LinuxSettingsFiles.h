@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/Identity.h"
+#include "platform/SettingsFiles.h"
+
+#include <QByteArray>
+
+#include <memory>
+
+/// Whether a file is on the disk, and not only in the system's memory, before a write returns.
+enum class SettingsFileDurability { Synced, Unsynced };
+
+/// The settings' files in the file system. Locks are advisory (flock): other programs that write to
+/// the files in place take them as well. Stateless; any thread.
+class LinuxSettingsFiles final : public SettingsFiles
+{
+public:
+    /// `rootPrefix` is put before every path; `identity` knows accounts and groups by their names.
+    LinuxSettingsFiles(QString rootPrefix, std::shared_ptr<IdentityService> identity,
+                       SettingsFileDurability durability = SettingsFileDurability::Synced);
+
+    [[nodiscard]] bool exists(const QString &path) override;
+    [[nodiscard]] SettingsFileResult
+    createDirectory(const QString &path, const SettingsFileAttributes &attributes) override;
+    [[nodiscard]] SettingsFileResult
+    setAttributes(const QString &path, const SettingsFileAttributes &attributes) override;
+    [[nodiscard]] Result<SettingsFileBytes, SettingsFileError>
+    read(const QString &path, SettingsFileTrust trust, std::size_t limit) override;
+    [[nodiscard]] SettingsFileResult
+    writeAtomically(const QString &path, std::span<const std::byte> bytes,
+                    const SettingsFileAttributes &initial) override;
+    [[nodiscard]] SettingsFileResult writeInPlace(const QString &path,
+                                                  std::span<const std::byte> bytes) override;
+
+private:
+    [[nodiscard]] QByteArray encoded(const QString &path) const;
+    /// Brings `file` to the disk where that is wanted.
+    [[nodiscard]] SettingsFileResult synced(int file, const QByteArray &path) const;
+
+    QString m_rootPrefix;
+    std::shared_ptr<IdentityService> m_identity;
+    SettingsFileDurability m_durability;
+};
