@@ -43,10 +43,10 @@ public:
     /// A request code as dashed Base32 text. `computerRID` is not 0, `key` has 128 bytes. The
     /// random number that the response is checked with goes to `random` unless that is null.
     [[nodiscard]] static std::optional<QString>
-    generateRequestCode(std::uint32_t computerRID, const SSSecureData *key, std::uint32_t *random);
+    generateRequestCodeWithComputerRID(std::uint32_t computerRID, const SSSecureData *key, std::uint32_t *random);
     /// Its 20 bytes.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
-    generateRequestCodeData(std::uint32_t computerRID, const SSSecureData *key,
+    generateRequestCodeDataWithComputerRID(std::uint32_t computerRID, const SSSecureData *key,
                             std::uint32_t *random);
 
     /// The 17 bytes that a response code carries, when it answers the request of `random`.
@@ -55,16 +55,16 @@ public:
 
     /// PBKDF2 with HMAC-SHA-1, the first block: 20 bytes.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
-    calculatePBKDF2(const SSSecureData *key, const SSSecureData *salt, std::int32_t rounds);
+    calculatePBKDF2WithKey(const SSSecureData *key, const SSSecureData *salt, std::int32_t rounds);
 
     /// The domain cached credentials hash, version 2: 16 bytes. The user name has 1 to 256 UTF-16
     /// units; the password is UTF-16 little-endian text.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
-    calculateMsCash2(const std::optional<QString> &user, const SSSecureData *password,
+    calculateMsCash2WithUser(const std::optional<QString> &user, const SSSecureData *password,
                      std::int32_t iterations);
 
     /// The offline reset hash, 17 bytes.
-    [[nodiscard]] static std::shared_ptr<SSSecureData> calcHash(const std::optional<QString> &user,
+    [[nodiscard]] static std::shared_ptr<SSSecureData> calcHashWithUser(const std::optional<QString> &user,
                                                                 const SSSecureData *password,
                                                                 std::uint32_t random,
                                                                 const SSSecureData *key);

@@ -86,7 +86,7 @@ bool isUsable(std::uint32_t computerRID, const SSSecureData *key)
 
 } // namespace
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeData(std::uint32_t computerRID,
+std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithComputerRID(std::uint32_t computerRID,
                                                                         const SSSecureData *key,
                                                                         std::uint32_t *random)
 {
@@ -122,11 +122,11 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeData(std::uin
     return SSSecureData::dataWithMutableSecureData(code.get());
 }
 
-std::optional<QString> SSSecurityHelper::generateRequestCode(std::uint32_t computerRID,
+std::optional<QString> SSSecurityHelper::generateRequestCodeWithComputerRID(std::uint32_t computerRID,
                                                              const SSSecureData *key,
                                                              std::uint32_t *random)
 {
-    const auto code = generateRequestCodeData(computerRID, key, random);
+    const auto code = generateRequestCodeDataWithComputerRID(computerRID, key, random);
     if (!code)
         return std::nullopt;
     return SSSecure::base32EncodedString(code->data(), SSSecure::base32InsertDashes);

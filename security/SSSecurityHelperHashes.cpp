@@ -43,7 +43,7 @@ bool digestMd4(std::span<const std::byte> message, std::span<std::byte> digest)
 
 } // namespace
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::calculatePBKDF2(const SSSecureData *key,
+std::shared_ptr<SSSecureData> SSSecurityHelper::calculatePBKDF2WithKey(const SSSecureData *key,
                                                                 const SSSecureData *salt,
                                                                 std::int32_t rounds)
 {
@@ -62,7 +62,7 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calculatePBKDF2(const SSSecureDa
     return SSSecureData::dataWithMutableSecureData(derived.get());
 }
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2(const std::optional<QString> &user,
+std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2WithUser(const std::optional<QString> &user,
                                                                  const SSSecureData *password,
                                                                  std::int32_t iterations)
 {
@@ -85,7 +85,7 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2(const std::opti
 
     const auto key = SSSecureData::dataWithMutableSecureData(firstLevel.get());
     const auto salt = SSSecureData::dataWithData(saltBytes);
-    const auto derived = calculatePBKDF2(key.get(), salt.get(), iterations);
+    const auto derived = calculatePBKDF2WithKey(key.get(), salt.get(), iterations);
     const std::size_t derivedLength = derived ? derived->length() : 0;
     if (derivedLength < cachedHashLength) {
         SSLog(1, SSMessageType::Error, "DCC2 digest length is incorrect: %lu", derivedLength);
@@ -94,7 +94,7 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2(const std::opti
     return SSSecureData::dataWithData(derived->data().first(cachedHashLength));
 }
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::calcHash(const std::optional<QString> &user,
+std::shared_ptr<SSSecureData> SSSecurityHelper::calcHashWithUser(const std::optional<QString> &user,
                                                          const SSSecureData *password,
                                                          std::uint32_t random,
                                                          const SSSecureData *key)
@@ -107,7 +107,7 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calcHash(const std::optional<QSt
         SSLog(1, SSMessageType::Error, "CalcHashWithUser: Session key is empty.");
         return nullptr;
     }
-    const auto cached = calculateMsCash2(user, password, resetIterations);
+    const auto cached = calculateMsCash2WithUser(user, password, resetIterations);
     if (!cached)
         return nullptr;
     const auto message = SSMutableSecureData::dataWithLength(cachedHashLength + sizeof random);
