@@ -1,4 +1,5 @@
 #include "security/SSSecureData.h"
+#include "security/SSSecurityHelper.h"
 #include "tests/unit/settings/LogonSettingsFixture.h"
 
 #include <QTest>
