@@ -1,0 +1,212 @@
+#include "platform/linux/memory/LinuxMemoryProtection.h"
+#include "security/SSMutableSecureData.h"
+#include "security/SSSecureData.h"
+#include "security/SSSecureMemory.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QFile>
+#include <QTest>
+
+#include <cstdint>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+namespace {
+
+/// Remembers what it was asked to protect.
+class RecordingProtection final : public MemoryProtection
+{
+public:
+    Outcome protect(std::span<std::byte> pages) override
+    {
+        protectedPages.push_back(pages);
+        return {true, true};
+    }
+    void unprotect(std::span<std::byte> pages) override { unprotectedPages.push_back(pages); }
+
+    [[nodiscard]] bool covers(const void *address) const
+    {
+        for (const auto pages : protectedPages) {
+            if (address >= pages.data() && address < pages.data() + pages.size())
+                return true;
+        }
+        return false;
+    }
+
+    std::vector<std::span<std::byte>> protectedPages;
+    std::vector<std::span<std::byte>> unprotectedPages;
+};
+
+} // namespace
+
+class tst_SSSecureMemory : public QObject
+{
+    Q_OBJECT
+
+    /// The kernel's flags of the mapping that an address lies in.
+    static QList<QByteArray> flagsOf(const void *address)
+    {
+        QFile maps(QStringLiteral("/proc/self/smaps"));
+        if (!maps.open(QIODevice::ReadOnly))
+            return {};
+        const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+        bool inside = false;
+        for (const QByteArray &line : maps.readAll().split('\n')) {
+            unsigned long begin = 0;
+            unsigned long end = 0;
+            if (std::sscanf(line.constData(), "%lx-%lx ", &begin, &end) == 2)
+                inside = begin <= wanted && wanted < end;
+            else if (inside && line.startsWith("VmFlags:"))
+                return line.mid(8).simplified().split(' ');
+        }
+        return {};
+    }
+
+private Q_SLOTS:
+    // First, while the pool has no pages: they come before the platform, and are caught up with.
+    void pagesFromBeforeThePlatformAreProtectedOnceThereIsOne()
+    {
+        QVERIFY(!Platform::isInstalled());
+        const auto early = SSMutableSecureData::dataWithLength(100);
+        FakePlatform fake;
+        const auto protection = std::make_shared<RecordingProtection>();
+        fake.platform.memory = protection;
+        const auto late = SSMutableSecureData::dataWithLength(100);
+        QVERIFY(protection->covers(early->mutableBytes()));
+        QVERIFY(protection->covers(late->mutableBytes()));
+        // Whole pages, and each of them once.
+        for (const auto pages : protection->protectedPages) {
+            QCOMPARE(reinterpret_cast<std::uintptr_t>(pages.data()) % 65536, std::uintptr_t{0});
+            QCOMPARE(pages.size(), std::size_t{65536});
+        }
+        const std::size_t count = protection->protectedPages.size();
+        const auto more = SSMutableSecureData::dataWithLength(100);
+        QCOMPARE(protection->protectedPages.size(), count);
+    }
+
+    void everySecretLiesInProtectedPages()
+    {
+        FakePlatform fake;
+        const auto protection = std::make_shared<RecordingProtection>();
+        fake.platform.memory = protection;
+        // More than one chunk holds, so that all of these are new.
+        std::vector<std::shared_ptr<SSMutableSecureData>> kept;
+        std::size_t uncovered = 0;
+        for (int i = 0; i < 100; ++i) {
+            kept.push_back(SSMutableSecureData::dataWithLength(4096));
+            uncovered += protection->covers(kept.back()->mutableBytes()) ? 0U : 1U;
+        }
+        // What is left of the chunk that the test before it had.
+        QVERIFY(uncovered < 16);
+        QVERIFY(protection->unprotectedPages.empty());
+    }
+
+    void aLongSecretHasPagesOfItsOwnThatAreGivenBackUnprotected()
+    {
+        FakePlatform fake;
+        const auto protection = std::make_shared<RecordingProtection>();
+        fake.platform.memory = protection;
+        auto data = SSMutableSecureData::dataWithLength(100000);
+        QVERIFY(protection->covers(data->mutableBytes()));
+        QVERIFY(protection->covers(data->mutableBytes() + 99999));
+        data.reset();
+        QCOMPARE(protection->unprotectedPages.size(), std::size_t{1});
+        QCOMPARE(protection->unprotectedPages[0].data(), protection->protectedPages[0].data());
+        QCOMPARE(protection->unprotectedPages[0].size(), std::size_t{131072});
+    }
+
+    void thePagesAreLockedAndKeptOutOfCoreDumps()
+    {
+        FakePlatform fake;
+        fake.platform.memory = std::make_shared<LinuxMemoryProtection>(DiagnosticSink());
+        std::vector<std::shared_ptr<SSMutableSecureData>> kept;
+        // Of a length that no test before this one had, so that they come from new pages.
+        for (int i = 0; i < 40; ++i)
+            kept.push_back(SSMutableSecureData::dataWithLength(8192));
+        const auto flags = flagsOf(kept.back()->mutableBytes());
+        QVERIFY2(flags.contains("dd"), flags.join(' ').constData()); // no dump
+        QVERIFY2(flags.contains("lo"), flags.join(' ').constData()); // locked
+        const auto own = SSMutableSecureData::dataWithLength(100000);
+        QVERIFY(flagsOf(own->mutableBytes()).contains("dd"));
+        QVERIFY(flagsOf(own->mutableBytes()).contains("lo"));
+        // The flags are those of an ordinary page without it.
+        const std::vector<char> plain(100000);
+        QVERIFY(!flagsOf(plain.data()).contains("dd"));
+        QVERIFY(!flagsOf(plain.data()).contains("lo"));
+    }
+
+    void blocksAreWipedAndUsedAgain()
+    {
+        void *block = SSSecureMemory::allocate(128);
+        std::memset(block, 's', 128);
+        SSSecureMemory::release(block, 128);
+        auto *again = static_cast<unsigned char *>(SSSecureMemory::allocate(128));
+        QCOMPARE(static_cast<void *>(again), block);
+        // Behind the pool's own note.
+        for (std::size_t i = sizeof(void *); i < 128; ++i)
+            QCOMPARE(again[i], static_cast<unsigned char>(0));
+        SSSecureMemory::release(again, 128);
+    }
+
+    void blocksOfEveryLengthAreAlignedAndApart()
+    {
+        std::vector<std::pair<std::byte *, std::size_t>> blocks;
+        for (const std::size_t length : {0U, 1U, 31U, 32U, 33U, 127U, 128U, 4096U, 8191U, 8192U,
+                                         8193U, 65536U, 65537U, 1U, 32U, 8192U}) {
+            auto *block = static_cast<std::byte *>(SSSecureMemory::allocate(length));
+            QCOMPARE(reinterpret_cast<std::uintptr_t>(block) % 16, std::uintptr_t{0});
+            std::memset(block, static_cast<int>(blocks.size() + 1), length);
+            blocks.emplace_back(block, length);
+        }
+        for (std::size_t i = 0; i < blocks.size(); ++i) {
+            for (std::size_t k = 0; k < blocks[i].second; ++k)
+                QVERIFY(blocks[i].first[k] == static_cast<std::byte>(i + 1));
+        }
+        for (const auto &[block, length] : blocks)
+            SSSecureMemory::release(block, length);
+    }
+
+    void statisticsCountWhatIsInUse()
+    {
+        const auto before = SSSecureMemory::statistics();
+        {
+            const SSSecure::Bytes one(20);
+            const SSSecure::Bytes two(100000);
+            const auto during = SSSecureMemory::statistics();
+            QCOMPARE(during.blocksInUse, before.blocksInUse + 2);
+            QCOMPARE(during.allocations, before.allocations + 2);
+        }
+        QCOMPARE(SSSecureMemory::statistics().blocksInUse, before.blocksInUse);
+    }
+
+    void threadsShareThePool()
+    {
+        const auto before = SSSecureMemory::statistics();
+        std::vector<std::thread> threads;
+        std::atomic<int> mixedUp = 0;
+        for (int id = 1; id <= 4; ++id) {
+            threads.emplace_back([id, &mixedUp] {
+                for (std::size_t round = 0; round < 2000; ++round) {
+                    SSSecure::Bytes bytes(round % 300 + 1, static_cast<std::byte>(id));
+                    std::this_thread::yield();
+                    for (const std::byte byte : bytes)
+                        mixedUp += byte == static_cast<std::byte>(id) ? 0 : 1;
+                }
+            });
+        }
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(mixedUp.load(), 0);
+        QCOMPARE(SSSecureMemory::statistics().blocksInUse, before.blocksInUse);
+    }
+
+    void tooMuchIsRefusedAsByAnyAllocator()
+    {
+        QVERIFY_THROWS_EXCEPTION(std::bad_alloc, (void)SSSecureMemory::allocate(SIZE_MAX));
+        SSSecureMemory::release(nullptr, 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SSSecureMemory)
+#include "tst_SSSecureMemory.moc"
