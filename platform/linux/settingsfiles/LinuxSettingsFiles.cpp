@@ -14,6 +14,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -52,6 +53,17 @@ std::optional<std::size_t> readInto(int file, std::span<std::byte> bytes)
         filled += static_cast<std::size_t>(count);
     }
     return filled;
+}
+
+/// Whether a file may become so long. False with errno set; the write itself would end the process.
+bool isWithinLimit(std::size_t size)
+{
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY ||
+        size <= limit.rlim_cur)
+        return true;
+    errno = EFBIG;
+    return false;
 }
 
 /// Whether the disk has room for so many bytes, before anything is given up for them. False with
@@ -264,6 +276,8 @@ SettingsFileResult LinuxSettingsFiles::writeAtomically(const QString &path,
     Replacement::removeLeftovers(place);
     if (const auto old = place.status(); old && !S_ISREG(old->st_mode))
         return FileErrors::notPlain(*old, place.path());
+    if (!isWithinLimit(bytes.size()))
+        return cannotWrite(place.path());
     auto replacement = Replacement::beside(place);
     if (!replacement)
         return Failure{replacement.error()};
@@ -295,7 +309,8 @@ SettingsFileResult LinuxSettingsFiles::writeInPlace(const QString &path,
     const auto file = openLocked(place.value());
     if (!file)
         return Failure{file.error()};
-    if (!hasRoom(file.value().number(), bytes.size()) || ::ftruncate(file.value().number(), 0) != 0)
+    if (!isWithinLimit(bytes.size()) || !hasRoom(file.value().number(), bytes.size()) ||
+        ::ftruncate(file.value().number(), 0) != 0)
         return cannotWrite(place.value().path());
     if (auto written = write(file.value().number(), bytes, place.value().path()); !written)
         return written;

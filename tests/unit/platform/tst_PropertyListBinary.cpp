@@ -5,19 +5,36 @@
 
 #include <random>
 
+#include <sys/resource.h>
+
+namespace {
+
+#ifdef __has_feature
+#if __has_feature(address_sanitizer)
+#define SS_KEEPS_FREED_MEMORY
+#endif
+#endif
+#ifdef SS_KEEPS_FREED_MEMORY
+constexpr long mostKilobytes = 400'000;
+#else
+constexpr long mostKilobytes = 40'000;
+#endif
+
+} // namespace
+
 /// The binary reader on files put together by hand.
 class tst_PropertyListBinary : public QObject
 {
     Q_OBJECT
 
-    /// A file of these objects with one-byte references and two-byte offsets; the first is the top.
-    static QByteArray file(const QByteArrayList &objects)
+    /// A file of these objects with one-byte references; the first is the top.
+    static QByteArray file(const QByteArrayList &objects, char offsetSize = 2)
     {
         QByteArray result("bplist00");
         QByteArray table;
         for (const QByteArray &object : objects) {
-            table.append(static_cast<char>(result.size() >> 8));
-            table.append(static_cast<char>(result.size() & 0xff));
+            for (int shift = 8 * (offsetSize - 1); shift >= 0; shift -= 8)
+                table.append(static_cast<char>(result.size() >> shift & 0xff));
             result.append(object);
         }
         const auto number = [](qsizetype value) {
@@ -27,7 +44,7 @@ class tst_PropertyListBinary : public QObject
             return bytes;
         };
         const qsizetype tableAt = result.size();
-        result += table + QByteArray(6, '\0') + QByteArray("\x02\x01") + number(objects.size()) +
+        result += table + QByteArray(6, '\0') + offsetSize + '\x01' + number(objects.size()) +
                   number(0) + number(tableAt);
         return result;
     }
@@ -95,6 +112,26 @@ private Q_SLOTS:
         QVERIFY2(result.ok(), result.ok() ? "" : qPrintable(result.error().text));
         QCOMPARE(result.value().typeId(), expected.typeId());
         QCOMPARE(result.value(), expected);
+    }
+
+    // A file may name wider offsets and references than it needs, of any number of bytes up to
+    // eight.
+    void offsetsAndReferencesOfEveryWidthAreRead()
+    {
+        for (char width = 1; width <= 8; ++width) {
+            const auto number = [width](char value) { return QByteArray(width - 1, '\0') + value; };
+            const auto objectsEnd = static_cast<char>(8 + 1 + 2 * width + 2 + 2);
+            const QByteArray contents =
+                "bplist00" + hex("a2") + number(1) + number(2) + hex("5161") + hex("5162") +
+                number(8) + number(static_cast<char>(9 + 2 * width)) +
+                number(static_cast<char>(11 + 2 * width)) + QByteArray(6, '\0') + width + width +
+                QByteArray(7, '\0') + '\x03' + QByteArray(8, '\0') + QByteArray(7, '\0') +
+                objectsEnd;
+            const PropertyListResult result = readPropertyList(contents);
+            QVERIFY2(result.ok(), qPrintable(errorOf(contents)));
+            QCOMPARE(result.value(),
+                     QVariant(QVariantList{QStringLiteral("a"), QStringLiteral("b")}));
+        }
     }
 
     void sharedObjectsAreReadAtEachUse()
@@ -239,6 +276,54 @@ private Q_SLOTS:
         QVERIFY(readPropertyList(sample(), limits).ok());
         --limits.fileSize;
         QCOMPARE(errorOf(sample(), limits), QStringLiteral("the file is too large"));
+    }
+
+    // Each is as large as a file may be, and claims as much as it can.
+    void largeHostileFilesCostLittleMemory()
+    {
+        const qsizetype size = PropertyListLimits().fileSize - 1000;
+        const auto peak = [] {
+            rusage usage = {};
+            ::getrusage(RUSAGE_SELF, &usage);
+            return usage.ru_maxrss;
+        };
+        const auto count = [](qsizetype value) {
+            QByteArray bytes;
+            for (int shift = 24; shift >= 0; shift -= 8)
+                bytes.append(static_cast<char>(value >> shift & 0xff));
+            return bytes;
+        };
+        // An array that holds one object millions of times, one that holds itself, and arrays in
+        // an array that are all the same large one.
+        const QByteArray sameObject =
+            file({hex("af12") + count(size) + QByteArray(size, '\1'), hex("5161")}, 4);
+        const QByteArray itself = file({hex("af12") + count(size) + QByteArray(size, '\0')});
+        const QByteArray inner = hex("af12") + count(size) + QByteArray(size, '\2');
+        const QByteArray sameArrays = file({hex("a3010101"), inner, hex("a0")}, 4);
+        const auto before = peak();
+        QCOMPARE(errorOf(sameObject), QStringLiteral("too many or too large values"));
+        QCOMPARE(errorOf(itself), QStringLiteral("a container holds itself"));
+        QCOMPARE(errorOf(sameArrays), QStringLiteral("too many or too large values"));
+        // A hundred thousand values, and nothing for the millions claimed.
+        QVERIFY2(peak() - before < mostKilobytes, qPrintable(QString::number(peak() - before)));
+    }
+
+    void randomObjectsDoNoHarm()
+    {
+        std::mt19937 random(20261121);
+        int refusals = 0;
+        for (int round = 0; round < 20'000; ++round) {
+            QByteArrayList objects;
+            for (unsigned left = 1 + random() % 8; left > 0; --left) {
+                QByteArray object(static_cast<qsizetype>(1 + random() % 12), Qt::Uninitialized);
+                for (char &byte : object)
+                    byte = static_cast<char>(random() % 3 == 0 ? random() : random() % 8);
+                objects.append(object);
+            }
+            refusals += readPropertyList(file(objects)).ok() ? 0 : 1;
+        }
+        QVERIFY(refusals > 10'000);
+        QVERIFY(refusals < 20'000);
     }
 
     // No outcome is expected but that there is one; the sanitizers watch.

@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include <fcntl.h>
@@ -80,10 +81,26 @@ class tst_PropertyListSecrets : public QObject
             const auto begin = static_cast<quintptr>(line.left(dash).toULongLong(nullptr, 16));
             const auto end = static_cast<quintptr>(
                 line.mid(dash + 1, blank - dash - 1).toULongLong(nullptr, 16));
-            if (!window.overlaps(begin, end))
+            // What is larger is a sanitizer's table, and mostly not there.
+            constexpr quintptr largest = quintptr{1} << 30U;
+            if (!window.overlaps(begin, end) && end - begin < largest)
                 found += copiesBetween(begin, end, memory, window);
         }
         ::close(memory);
+        return found;
+    }
+    /// Those that begin in the first `count` bytes.
+    static int copiesIn(const std::byte *bytes, ssize_t count)
+    {
+        int found = 0;
+        const std::byte *const end = bytes + std::max<ssize_t>(count, 0);
+        const int first = std::to_integer<int>(secretByte(32));
+        while (const void *next =
+                   std::memchr(bytes, first, static_cast<std::size_t>(end - bytes))) {
+            const auto *candidate = static_cast<const std::byte *>(next);
+            found += isSecret(candidate) ? 1 : 0;
+            bytes = candidate + 1;
+        }
         return found;
     }
     static int copiesBetween(quintptr begin, quintptr end, int memory, const Window &window)
@@ -94,8 +111,7 @@ class tst_PropertyListSecrets : public QObject
             const ssize_t count =
                 ::pread(memory, window.bytes(), std::min<quintptr>(Window::size, end - at),
                         static_cast<off_t>(at));
-            for (ssize_t i = 0; i + 32 <= count; ++i)
-                found += isSecret(window.bytes() + i) ? 1 : 0;
+            found += copiesIn(window.bytes(), count - static_cast<ssize_t>(overlap));
         }
         return found;
     }
