@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <type_traits>
+#include <utility>
 
 #include <sys/socket.h>
 
@@ -51,6 +52,14 @@ UrlError::Code codeOf(CURLcode code)
     default:
         return UrlError::Code::Other;
     }
+}
+
+/// libcurl has one code for a handshake that was refused and one that broke.
+bool isBrokenHandshake(CURLcode code, const QString &text)
+{
+    return code == CURLE_SSL_CONNECT_ERROR && (text.contains(QLatin1String("SSL_ERROR_SYSCALL")) ||
+                                               text.startsWith(QLatin1String("Recv failure")) ||
+                                               text.startsWith(QLatin1String("Send failure")));
 }
 
 /// The user's language first, then English.
@@ -227,6 +236,8 @@ UrlError CurlExchange::errorOf(CURLcode code) const
             .simplified();
     if (isProxysFault(code))
         return {UrlError::Code::ProxyFailed, text};
+    if (isBrokenHandshake(code, text))
+        return {UrlError::Code::ConnectionLost, text};
     if (code == CURLE_PARTIAL_FILE)
         return {UrlError::Code::ConnectionLost, QStringLiteral("the body was cut off")};
     if (code == CURLE_GOT_NOTHING)

@@ -13,11 +13,22 @@ import json
 import os
 import socket
 import ssl
+import struct
 import subprocess
 import sys
 import threading
 
 CHUNK = 64 * 1024
+# Answers after which the connection ends, by the name of the place where.
+CUT = {
+    "nowhere": (None, b"5\r\nshort\r\n0\r\n\r\n"),
+    "in-length": (1000, b"short"),
+    "in-size": (None, b"5\r\nshort\r\n1"),
+    "in-chunk": (None, b"5\r\nsho"),
+    "at-chunk-end": (None, b"5\r\nshort"),
+    "after-chunk": (None, b"5\r\nshort\r\n"),
+    "after-zero": (None, b"5\r\nshort\r\n0\r\n"),
+}
 HUGE = 200 * 1024 * 1024
 closing = threading.Event()
 lock = threading.Lock()
@@ -84,6 +95,17 @@ class Handler(http.server.BaseHTTPRequestHandler):
             except OSError:
                 return
 
+    def goodbye(self):
+        """The end of TLS before that of the connection, when it is asked for."""
+        if self.path.endswith("?goodbye"):
+            self.connection.unwrap()
+
+    def reset(self):
+        """The end of the connection comes as an error."""
+        self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.connection.close()
+        self.close_connection = True
+
     def huge(self, chunked):
         global huge_sent
         self.head(None if chunked else HUGE)
@@ -118,6 +140,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.end_headers()
             self.wfile.write(b"until close")
             self.close_connection = True
+            self.goodbye()
         elif path == "/gzip":
             self.reply(200, gzip.compress(b"packed"), Content_Encoding="gzip")
         elif path == "/bomb":
@@ -140,12 +163,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.reply(302, Location=f"https://localhost:{self.tls_port}/ok")
         elif path == "/redirect-file":
             self.reply(302, Location="file:///etc/hostname")
-        elif path == "/truncated":
-            self.head(1000)
-            self.wfile.write(b"short")
-        elif path == "/truncated-chunked":
-            self.head(None)
-            self.chunk(b"short")
+        elif path.startswith("/cut/"):
+            length, text = CUT[path[5:]]
+            self.head(length)
+            self.wfile.write(text)
+            if self.path.endswith("?reset"):
+                self.reset()
+            else:
+                self.goodbye()
         elif path == "/silent":
             self.hang()
         elif path == "/stall":
