@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Web servers for the tests: one plain, one with TLS, on loopback ports of their own.
+"""Web servers for the tests: one plain, one with TLS, one that hangs up on everybody, on loopback
+ports of their own.
 
 usage: server.py FOLDER
 
@@ -130,6 +131,15 @@ class Handler(http.server.BaseHTTPRequestHandler):
             text = self.requestline + "\n" + "".join(
                 f"{k}: {v}\n" for k, v in self.headers.items())
             self.reply(200, text.encode())
+        elif path == "/early-hints":
+            self.send_response_only(103)
+            self.send_header("Link", "</style.css>; rel=preload")
+            self.end_headers()
+            self.reply(200, b"late")
+        elif path == "/who-are-you":
+            self.reply(401, b"who?", WWW_Authenticate="Negotiate")
+        elif path == "/no-answer":
+            self.close_connection = True
         elif path == "/empty":
             self.reply(200)
         elif path == "/no-content":
@@ -203,6 +213,11 @@ class Server(http.server.ThreadingHTTPServer):
         pass  # a client that goes away is part of the tests
 
 
+class HangingUp(Server):
+    def finish_request(self, request, client_address):
+        pass
+
+
 class TlsServer(Server):
     context = None
 
@@ -217,6 +232,7 @@ def main():
     make_certificates(folder)
     plain = Server(("127.0.0.1", 0), Handler)
     secure = TlsServer(("127.0.0.1", 0), Handler)
+    hanging_up = HangingUp(("127.0.0.1", 0), Handler)
     secure.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     secure.context.load_cert_chain(os.path.join(folder, "server.pem"),
                                    os.path.join(folder, "server.key"))
@@ -225,9 +241,10 @@ def main():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         free = probe.getsockname()[1]
-    for server in (plain, secure):
+    for server in (plain, secure, hanging_up):
         threading.Thread(target=server.serve_forever, daemon=True).start()
     print(json.dumps({"plain": Handler.plain_port, "tls": Handler.tls_port, "free": free,
+                      "hangingUp": hanging_up.server_address[1],
                       "ca": os.path.join(folder, "ca.pem")}), flush=True)
     sys.stdin.buffer.read()
     closing.set()

@@ -157,6 +157,14 @@ private Q_SLOTS:
         }
     }
 
+    void aProxyThatHangsUpOnATunnelFails()
+    {
+        const auto heard = fetch(m_servers->secure(QStringLiteral("/ok")), limits(),
+                                 throughProxy(m_servers->hangingUpPort()));
+        QVERIFY(heard);
+        QCOMPARE(heard->code(), std::optional(UrlError::Code::ProxyFailed));
+    }
+
     void aProxyThatIsNotThereFails()
     {
         for (const QString &url :

@@ -45,6 +45,10 @@ private Q_SLOTS:
             << QStringLiteral("/redirect-secure") << false << 200 << green;
         QTest::newRow("404") << QStringLiteral("/missing") << false << 404
                              << QByteArray("no such page");
+        QTest::newRow("early hints")
+            << QStringLiteral("/early-hints") << false << 200 << QByteArray("late");
+        QTest::newRow("a ticket asked for, and none there")
+            << QStringLiteral("/who-are-you") << false << 401 << QByteArray("who?");
         QTest::newRow("500") << QStringLiteral("/broken") << false << 500 << QByteArray("trouble");
         QTest::newRow("redirect to 404")
             << QStringLiteral("/redirect-missing") << false << 404 << QByteArray("no such page");
@@ -86,6 +90,9 @@ private Q_SLOTS:
         QVERIFY(heard);
         QVERIFY2(heard->body.startsWith("GET /request?UserName=CORP%5Cjdoe+x%26y HTTP/1.1\n"),
                  heard->body.constData());
+        QVERIFY2(heard->body.contains("\nUser-Agent: Mozilla/5.0\n"), heard->body.constData());
+        QVERIFY2(heard->body.contains("\nAccept-Language: en,*\n"), heard->body.constData());
+        QVERIFY(!heard->body.contains("Accept: "));
         QVERIFY(!heard->body.contains("Cookie"));
         QVERIFY(!heard->body.contains("Authorization"));
     }
@@ -114,6 +121,12 @@ private Q_SLOTS:
             return m_servers->secure(QString::fromLatin1(path));
         };
         using Code = UrlError::Code;
+        row("no answer", plain("/no-answer"), Code::ConnectionLost);
+        row("hung up on", QStringLiteral("http://127.0.0.1:%1/").arg(m_servers->hangingUpPort()),
+            Code::ConnectionLost);
+        row("hung up on in the handshake",
+            QStringLiteral("https://127.0.0.1:%1/").arg(m_servers->hangingUpPort()),
+            Code::ConnectionLost);
         row("nobody listens", QStringLiteral("http://127.0.0.1:%1/").arg(m_servers->freePort()),
             Code::CannotConnect);
         row("no such host", QStringLiteral("http://no-such-host.invalid/"), Code::HostNotFound);
