@@ -1,6 +1,5 @@
 #include "platform/linux/web/LinuxProxySettings.h"
 
-#include <QNetworkProxy>
 #include <QNetworkProxyQuery>
 #include <QUrl>
 
@@ -62,4 +61,25 @@ makeProxyFactory(const std::optional<UrlProxyDictionary> &dictionary)
     if (dictionary)
         return std::make_unique<DictionaryProxies>(*dictionary);
     return std::make_unique<SystemProxies>();
+}
+
+std::optional<QNetworkProxy> proxyFor(QNetworkProxyFactory &factory, const QUrl &url)
+{
+    const bool isSecure = url.scheme() == QLatin1String("https");
+    for (const QNetworkProxy &proxy : factory.queryProxy(QNetworkProxyQuery(url))) {
+        switch (proxy.type()) {
+        case QNetworkProxy::NoProxy:
+        case QNetworkProxy::HttpProxy:
+        case QNetworkProxy::Socks5Proxy:
+            return proxy;
+        case QNetworkProxy::HttpCachingProxy:
+            // One that does not tunnel.
+            if (!isSecure)
+                return proxy;
+            break;
+        default:
+            break;
+        }
+    }
+    return std::nullopt;
 }

@@ -2,7 +2,7 @@
 
 #include "platform/UrlSession.h"
 
-#include <QNetworkProxyFactory>
+#include <QNetworkProxy>
 
 #include <memory>
 
@@ -10,3 +10,7 @@
 /// (which may block the asking thread).
 [[nodiscard]] std::unique_ptr<QNetworkProxyFactory>
 makeProxyFactory(const std::optional<UrlProxyDictionary> &dictionary);
+
+/// The proxy to ask for the URL, of the type NoProxy for a direct connection; none when all that
+/// there are cannot serve it.
+[[nodiscard]] std::optional<QNetworkProxy> proxyFor(QNetworkProxyFactory &factory, const QUrl &url);

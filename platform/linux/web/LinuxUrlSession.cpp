@@ -11,6 +11,8 @@
 #include <mutex>
 #include <utility>
 
+#include <csignal>
+
 namespace {
 
 class SessionCore;
@@ -137,8 +139,18 @@ private:
     bool m_invalidated = false;
 };
 
+/// OpenSSL writes to its connection without a care for the signal of a broken one.
+void blockSigpipe()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 void SessionThread::run()
 {
+    blockSigpipe();
     m_core->runAll();
     std::shared_ptr<SessionCore> released;
     const std::lock_guard guard(m_lock);

@@ -21,7 +21,8 @@ struct LinuxUrlSessionLimits
 
 class LinuxUrlSessionRegistry;
 
-/// URL sessions on Qt's network stack (HTTP/1.1, TLS verified against the computer's certificates).
+/// URL sessions on libcurl (HTTP/1.1, TLS 1.2 or later verified against the computer's
+/// certificates); the proxies are Qt's, which knows the desktop's settings.
 /// A session has a thread only while a transfer of it runs; cookies, cache and credentials never
 /// outlive it, ephemeral or not. Sessions may outlive the factory, but start nothing then.
 class LinuxUrlSessionFactory final : public UrlSessionFactory

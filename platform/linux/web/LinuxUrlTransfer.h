@@ -1,14 +1,11 @@
 #pragma once
 
+#include "platform/linux/web/CurlExchange.h"
 #include "platform/linux/web/LinuxUrlSession.h"
 
-#include <QNetworkReply>
 #include <QUrl>
 
 class LinuxUrlTask;
-class QEventLoop;
-class QNetworkAccessManager;
-class QTimer;
 
 struct LinuxUrlTransferSettings
 {
@@ -18,7 +15,7 @@ struct LinuxUrlTransferSettings
 };
 
 /// One GET from its start to its end, on the thread that calls run().
-class LinuxUrlTransfer
+class LinuxUrlTransfer final : private CurlExchange::Listener
 {
 public:
     LinuxUrlTransfer(LinuxUrlTask &task, const LinuxUrlTransferSettings &settings,
@@ -34,22 +31,18 @@ public:
 private:
     [[nodiscard]] std::optional<UrlError> transfer(const QUrl &url);
     /// One request of possibly several: an answer that redirects leaves its address in m_redirect.
-    void exchange(QNetworkAccessManager &manager, const QUrl &url);
-    void redirect(const QUrl &from, const QByteArray &location);
-    void watch(QNetworkReply &reply, QEventLoop &loop, QTimer &stall);
-    void readHead(QNetworkReply &reply);
-    void readBody(QNetworkReply &reply);
-    void finished(QNetworkReply &reply);
-    void fail(UrlError::Code code, const QString &description);
-    void failTooLarge();
+    [[nodiscard]] bool didReceiveHead(const CurlExchange::Head &head) override;
+    [[nodiscard]] bool didReceiveBody(const QByteArray &chunk) override;
+    void redirect(const QByteArray &location);
+    /// For the listener's calls: ends the exchange.
+    bool fail(UrlError::Code code, const QString &description);
+    bool failTooLarge();
 
     LinuxUrlTask &m_task;
     const LinuxUrlTransferSettings &m_settings;
     const std::weak_ptr<UrlSessionDelegate> m_delegate;
-    QEventLoop *m_loop = nullptr;
+    QUrl m_url; ///< of the request that runs
     std::optional<UrlError> m_error;
     std::optional<QUrl> m_redirect;
-    bool m_headRead = false;
-    bool m_ended = false;
     qint64 m_received = 0;
 };

@@ -16,6 +16,7 @@ std::unique_ptr<WebServers> WebServers::start()
     servers->m_plainPort = told.value(QLatin1String("plain")).toInt();
     servers->m_tlsPort = told.value(QLatin1String("tls")).toInt();
     servers->m_freePort = told.value(QLatin1String("free")).toInt();
+    servers->m_hangingUpPort = told.value(QLatin1String("hangingUp")).toInt();
     servers->m_authorityFile = told.value(QLatin1String("ca")).toString();
     return servers;
 }

@@ -19,6 +19,8 @@ public:
     [[nodiscard]] QString authorityFile() const { return m_authorityFile; }
     /// A port that nobody listens on.
     [[nodiscard]] int freePort() const { return m_freePort; }
+    /// A port whose server closes every connection at once.
+    [[nodiscard]] int hangingUpPort() const { return m_hangingUpPort; }
     [[nodiscard]] QString folder() const { return m_folder.path(); }
 
 private:
@@ -28,5 +30,6 @@ private:
     int m_plainPort = 0;
     int m_tlsPort = 0;
     int m_freePort = 0;
+    int m_hangingUpPort = 0;
     QString m_authorityFile;
 };

@@ -21,7 +21,9 @@ public:
         called.store(true, std::memory_order_relaxed);
     }
     int calls = 0; // guarded by nothing
-    std::atomic<bool> called = false;
+    // Eight bytes share the few accesses that ThreadSanitizer remembers of them: looking at this
+    // one must not push out the call's.
+    alignas(8) std::atomic<bool> called = false;
 };
 
 int main(int argc, char **argv)
@@ -30,15 +32,19 @@ int main(int argc, char **argv)
     FakePlatform fakes;
     fakes.platform.clock = std::make_shared<LinuxClock>();
     fakes.platform.urlSessions = std::make_shared<LinuxUrlSessionFactory>(DiagnosticSink());
-    const auto listener = makeSharedObject<Listener>();
-    const auto downloader =
-        SSWebDownloader::initWithURL(QStringLiteral("http:///"), {}, listener, "heard");
-    // Relaxed: this orders the two in time, and is no hand-over.
-    while (!listener->called.load(std::memory_order_relaxed))
-        std::this_thread::yield();
-    ++listener->calls;
+    int calls = 0;
+    // Nobody serves the first address, the second is none: with a request and without.
+    for (const auto &url : {QStringLiteral("http://127.0.0.1:9/"), QStringLiteral("http:///"),
+                            QStringLiteral("http://127.0.0.1:9/"), QStringLiteral("http:///")}) {
+        const auto listener = makeSharedObject<Listener>();
+        const auto downloader = SSWebDownloader::initWithURL(url, {}, listener, "heard");
+        // Relaxed: this orders the two in time, and is no hand-over.
+        while (!listener->called.load(std::memory_order_relaxed))
+            std::this_thread::yield();
+        calls += ++listener->calls;
+    }
     fakes.platform.urlSessions.reset();
-    std::printf("%d\n", listener->calls);
+    std::printf("%d\n", calls);
     return 0;
 }
 

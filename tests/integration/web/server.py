@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Web servers for the tests: one plain, one with TLS, on loopback ports of their own.
+"""Web servers for the tests: one plain, one with TLS, one that hangs up on everybody, on loopback
+ports of their own.
 
 usage: server.py FOLDER
 
@@ -13,11 +14,22 @@ import json
 import os
 import socket
 import ssl
+import struct
 import subprocess
 import sys
 import threading
 
 CHUNK = 64 * 1024
+# Answers after which the connection ends, by the name of the place where.
+CUT = {
+    "nowhere": (None, b"5\r\nshort\r\n0\r\n\r\n"),
+    "in-length": (1000, b"short"),
+    "in-size": (None, b"5\r\nshort\r\n1"),
+    "in-chunk": (None, b"5\r\nsho"),
+    "at-chunk-end": (None, b"5\r\nshort"),
+    "after-chunk": (None, b"5\r\nshort\r\n"),
+    "after-zero": (None, b"5\r\nshort\r\n0\r\n"),
+}
 HUGE = 200 * 1024 * 1024
 closing = threading.Event()
 lock = threading.Lock()
@@ -84,6 +96,17 @@ class Handler(http.server.BaseHTTPRequestHandler):
             except OSError:
                 return
 
+    def goodbye(self):
+        """The end of TLS before that of the connection, when it is asked for."""
+        if self.path.endswith("?goodbye"):
+            self.connection.unwrap()
+
+    def reset(self):
+        """The end of the connection comes as an error."""
+        self.connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        self.connection.close()
+        self.close_connection = True
+
     def huge(self, chunked):
         global huge_sent
         self.head(None if chunked else HUGE)
@@ -108,6 +131,15 @@ class Handler(http.server.BaseHTTPRequestHandler):
             text = self.requestline + "\n" + "".join(
                 f"{k}: {v}\n" for k, v in self.headers.items())
             self.reply(200, text.encode())
+        elif path == "/early-hints":
+            self.send_response_only(103)
+            self.send_header("Link", "</style.css>; rel=preload")
+            self.end_headers()
+            self.reply(200, b"late")
+        elif path == "/who-are-you":
+            self.reply(401, b"who?", WWW_Authenticate="Negotiate")
+        elif path == "/no-answer":
+            self.close_connection = True
         elif path == "/empty":
             self.reply(200)
         elif path == "/no-content":
@@ -118,6 +150,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.end_headers()
             self.wfile.write(b"until close")
             self.close_connection = True
+            self.goodbye()
         elif path == "/gzip":
             self.reply(200, gzip.compress(b"packed"), Content_Encoding="gzip")
         elif path == "/bomb":
@@ -140,12 +173,14 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.reply(302, Location=f"https://localhost:{self.tls_port}/ok")
         elif path == "/redirect-file":
             self.reply(302, Location="file:///etc/hostname")
-        elif path == "/truncated":
-            self.head(1000)
-            self.wfile.write(b"short")
-        elif path == "/truncated-chunked":
-            self.head(None)
-            self.chunk(b"short")
+        elif path.startswith("/cut/"):
+            length, text = CUT[path[5:]]
+            self.head(length)
+            self.wfile.write(text)
+            if self.path.endswith("?reset"):
+                self.reset()
+            else:
+                self.goodbye()
         elif path == "/silent":
             self.hang()
         elif path == "/stall":
@@ -178,6 +213,11 @@ class Server(http.server.ThreadingHTTPServer):
         pass  # a client that goes away is part of the tests
 
 
+class HangingUp(Server):
+    def finish_request(self, request, client_address):
+        pass
+
+
 class TlsServer(Server):
     context = None
 
@@ -192,6 +232,7 @@ def main():
     make_certificates(folder)
     plain = Server(("127.0.0.1", 0), Handler)
     secure = TlsServer(("127.0.0.1", 0), Handler)
+    hanging_up = HangingUp(("127.0.0.1", 0), Handler)
     secure.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     secure.context.load_cert_chain(os.path.join(folder, "server.pem"),
                                    os.path.join(folder, "server.key"))
@@ -200,9 +241,10 @@ def main():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         free = probe.getsockname()[1]
-    for server in (plain, secure):
+    for server in (plain, secure, hanging_up):
         threading.Thread(target=server.serve_forever, daemon=True).start()
     print(json.dumps({"plain": Handler.plain_port, "tls": Handler.tls_port, "free": free,
+                      "hangingUp": hanging_up.server_address[1],
                       "ca": os.path.join(folder, "ca.pem")}), flush=True)
     sys.stdin.buffer.read()
     closing.set()

@@ -1,199 +1,20 @@
 #include "platform/linux/core/LinuxClock.h"
 #include "platform/linux/web/HttpStatusText.h"
-#include "platform/linux/web/LinuxUrlSession.h"
-#include "tests/integration/web/WebServers.h"
+#include "tests/integration/web/WebFixture.h"
 #include "tests/support/FakePlatform.h"
 #include "web/SSWebDownloader.h"
 
-#include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
-
-#include <condition_variable>
 
 using Text = std::optional<QString>;
 
-namespace {
-
-/// Hears one transfer through.
-class Recorder final : public UrlSessionDelegate
-{
-public:
-    UrlResponseDisposition didReceiveResponse(int statusCode, const QString &text) override
-    {
-        const std::lock_guard guard(m_lock);
-        noteThread();
-        statuses.append(statusCode);
-        statusText = text;
-        return disposition;
-    }
-    void didReceiveData(const QByteArray &chunk) override
-    {
-        const std::lock_guard guard(m_lock);
-        noteThread();
-        body += chunk;
-        largestChunk = std::max(largestChunk, chunk.size());
-    }
-    void didCompleteWithError(const std::optional<UrlError> &newError) override
-    {
-        const std::lock_guard guard(m_lock);
-        noteThread();
-        error = newError;
-        stateAtCompletion = task ? task->state() : UrlSessionTaskState::Running;
-        ++completions;
-        m_changed.notify_all();
-    }
-    [[nodiscard]] bool waitForCompletion(std::chrono::seconds limit = std::chrono::seconds(20))
-    {
-        std::unique_lock guard(m_lock);
-        return m_changed.wait_for(guard, limit, [this] { return completions > 0; });
-    }
-    [[nodiscard]] std::optional<UrlError::Code> code() const
-    {
-        return error ? std::optional(error->code) : std::nullopt;
-    }
-
-    UrlResponseDisposition disposition = UrlResponseDisposition::Allow;
-    std::shared_ptr<UrlSessionTask> task;
-    QList<int> statuses;
-    QString statusText;
-    QByteArray body;
-    qsizetype largestChunk = 0;
-    std::optional<UrlError> error;
-    UrlSessionTaskState stateAtCompletion = UrlSessionTaskState::Running;
-    int completions = 0;
-    bool oneThread = true;
-    std::thread::id thread;
-
-private:
-    void noteThread()
-    {
-        if (thread != std::thread::id() && thread != std::this_thread::get_id())
-            oneThread = false;
-        thread = std::this_thread::get_id();
-    }
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-};
-
-int threadCount()
-{
-    return static_cast<int>(QDir(QStringLiteral("/proc/self/task"))
-                                .entryList(QDir::Dirs | QDir::NoDotAndDotDot)
-                                .size());
-}
-
-UrlSessionConfiguration throughProxy(int port)
-{
-    const QString host = QStringLiteral("127.0.0.1");
-    return {true, UrlProxyDictionary{{QStringLiteral("kCFNetworkProxiesHTTPEnable"), 1},
-                                     {QStringLiteral("kCFNetworkProxiesHTTPProxy"), host},
-                                     {QStringLiteral("kCFNetworkProxiesHTTPPort"), port},
-                                     {QStringLiteral("kCFNetworkProxiesHTTPSEnable"), 1},
-                                     {QStringLiteral("kCFNetworkProxiesHTTPSProxy"), host},
-                                     {QStringLiteral("kCFNetworkProxiesHTTPSPort"), port}}};
-}
-
-/// tinyproxy on a port of its own, gone with this object.
-class Proxy
-{
-public:
-    [[nodiscard]] bool start(const QString &folder, int port)
-    {
-        m_log = folder + QStringLiteral("/proxy.log");
-        QFile configuration(folder + QStringLiteral("/proxy.conf"));
-        if (!configuration.open(QIODevice::WriteOnly))
-            return false;
-        configuration.write(QStringLiteral("Port %1\nListen 127.0.0.1\nTimeout 30\nLogFile "
-                                           "\"%2\"\nLogLevel Connect\nMaxClients 20\n")
-                                .arg(port)
-                                .arg(m_log)
-                                .toUtf8());
-        configuration.close();
-        if (!m_process.start({QStringLiteral("tinyproxy"), QStringLiteral("-d"),
-                              QStringLiteral("-c"), configuration.fileName()}))
-            return false;
-        return QTest::qWaitFor(
-            [port] {
-                QTcpSocket probe;
-                probe.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
-                return probe.waitForConnected(1000);
-            },
-            10'000);
-    }
-    ~Proxy() { m_process.terminate(); }
-    [[nodiscard]] QString log() const
-    {
-        QFile file(m_log);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-    }
-
-private:
-    ChildProcess m_process;
-    QString m_log;
-};
-
-} // namespace
-
-class tst_WebTransfers : public QObject
+class tst_WebTransfers : public WebFixture
 {
     Q_OBJECT
 
-    std::unique_ptr<WebServers> m_servers;
-    std::mutex m_diagnosticsLock;
-    QStringList m_diagnostics;
-
-    [[nodiscard]] LinuxUrlSessionLimits limits() const
-    {
-        LinuxUrlSessionLimits result;
-        result.trustedCertificatesFile = m_servers->authorityFile();
-        return result;
-    }
-    [[nodiscard]] std::unique_ptr<LinuxUrlSessionFactory>
-    makeFactory(const LinuxUrlSessionLimits &limits)
-    {
-        return std::make_unique<LinuxUrlSessionFactory>(
-            [this](unsigned, DiagnosticType, const QString &message) {
-                const std::lock_guard guard(m_diagnosticsLock);
-                m_diagnostics.append(message);
-            },
-            limits);
-    }
-    /// One transfer from start to end.
-    [[nodiscard]] std::shared_ptr<Recorder>
-    fetch(const QString &url, const LinuxUrlSessionLimits &limits,
-          const UrlSessionConfiguration &configuration = {},
-          UrlResponseDisposition disposition = UrlResponseDisposition::Allow)
-    {
-        const auto factory = makeFactory(limits);
-        auto recorder = std::make_shared<Recorder>();
-        recorder->disposition = disposition;
-        const auto session = factory->sessionWithConfiguration(configuration, recorder);
-        recorder->task = session->dataTaskWithUrl(url);
-        recorder->task->resume();
-        const bool ended = recorder->waitForCompletion();
-        return ended ? recorder : nullptr;
-    }
-    [[nodiscard]] std::shared_ptr<Recorder> fetch(const QString &url)
-    {
-        return fetch(url, limits());
-    }
-
 private Q_SLOTS:
-    void initTestCase()
-    {
-        for (const char *name : {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY",
-                                 "all_proxy", "ALL_PROXY", "no_proxy", "NO_PROXY"})
-            qunsetenv(name);
-        m_servers = WebServers::start();
-        QVERIFY2(m_servers, "python3 and openssl are needed");
-    }
-    void init() { m_diagnostics.clear(); }
-    void cleanupTestCase() { m_servers.reset(); }
-
     void productionLimits()
     {
         const LinuxUrlSessionLimits limits;
@@ -224,6 +45,10 @@ private Q_SLOTS:
             << QStringLiteral("/redirect-secure") << false << 200 << green;
         QTest::newRow("404") << QStringLiteral("/missing") << false << 404
                              << QByteArray("no such page");
+        QTest::newRow("early hints")
+            << QStringLiteral("/early-hints") << false << 200 << QByteArray("late");
+        QTest::newRow("a ticket asked for, and none there")
+            << QStringLiteral("/who-are-you") << false << 401 << QByteArray("who?");
         QTest::newRow("500") << QStringLiteral("/broken") << false << 500 << QByteArray("trouble");
         QTest::newRow("redirect to 404")
             << QStringLiteral("/redirect-missing") << false << 404 << QByteArray("no such page");
@@ -265,6 +90,9 @@ private Q_SLOTS:
         QVERIFY(heard);
         QVERIFY2(heard->body.startsWith("GET /request?UserName=CORP%5Cjdoe+x%26y HTTP/1.1\n"),
                  heard->body.constData());
+        QVERIFY2(heard->body.contains("\nUser-Agent: Mozilla/5.0\n"), heard->body.constData());
+        QVERIFY2(heard->body.contains("\nAccept-Language: en,*\n"), heard->body.constData());
+        QVERIFY(!heard->body.contains("Accept: "));
         QVERIFY(!heard->body.contains("Cookie"));
         QVERIFY(!heard->body.contains("Authorization"));
     }
@@ -293,9 +121,12 @@ private Q_SLOTS:
             return m_servers->secure(QString::fromLatin1(path));
         };
         using Code = UrlError::Code;
-        row("body cut off", plain("/truncated"), Code::ConnectionLost);
-        row("chunked body cut off", plain("/truncated-chunked"), Code::ConnectionLost);
-        row("body cut off in TLS", secure("/truncated"), Code::ConnectionLost);
+        row("no answer", plain("/no-answer"), Code::ConnectionLost);
+        row("hung up on", QStringLiteral("http://127.0.0.1:%1/").arg(m_servers->hangingUpPort()),
+            Code::ConnectionLost);
+        row("hung up on in the handshake",
+            QStringLiteral("https://127.0.0.1:%1/").arg(m_servers->hangingUpPort()),
+            Code::ConnectionLost);
         row("nobody listens", QStringLiteral("http://127.0.0.1:%1/").arg(m_servers->freePort()),
             Code::CannotConnect);
         row("no such host", QStringLiteral("http://no-such-host.invalid/"), Code::HostNotFound);
@@ -350,7 +181,7 @@ private Q_SLOTS:
         const auto heard = fetch(m_servers->plain(path));
         QVERIFY(heard);
         QCOMPARE(heard->code(), std::optional(UrlError::Code::TooLarge));
-        QCOMPARE(m_diagnostics,
+        QCOMPARE(diagnostics(),
                  QStringList{QStringLiteral("URL session: the answer is larger than 16777216 "
                                             "bytes, the limit; it is dropped.")});
         QVERIFY(heard->body.size() <= 16777216);
@@ -412,124 +243,6 @@ private Q_SLOTS:
         QCOMPARE(heard->body, QByteArray("tttttttttt"));
     }
 
-    void proxiesArePlainForHttpAndConnectForHttps()
-    {
-        Proxy proxy;
-        QVERIFY2(proxy.start(m_servers->folder(), m_servers->freePort()), "tinyproxy is needed");
-        const auto plain = fetch(m_servers->plain(QStringLiteral("/request")), limits(),
-                                 throughProxy(m_servers->freePort()));
-        QVERIFY(plain);
-        QVERIFY(!plain->error);
-        QVERIFY2(plain->body.toLower().contains("via: 1.1 "), plain->body.constData());
-        const auto secure = fetch(m_servers->secure(QStringLiteral("/request")), limits(),
-                                  throughProxy(m_servers->freePort()));
-        QVERIFY(secure);
-        QVERIFY(!secure->error);
-        QVERIFY(!secure->body.toLower().contains("via: "));
-        QTRY_VERIFY(proxy.log().contains(QLatin1String("CONNECT localhost:")));
-        QVERIFY(proxy.log().contains(QLatin1String("GET http://localhost:")));
-
-        // Without a dictionary the system's settings count.
-        qputenv("http_proxy",
-                QStringLiteral("http://127.0.0.1:%1").arg(m_servers->freePort()).toLatin1());
-        const auto system = fetch(m_servers->plain(QStringLiteral("/request")));
-        qunsetenv("http_proxy");
-        QVERIFY(system);
-        QVERIFY2(system->body.toLower().contains("via: 1.1 "), system->body.constData());
-    }
-
-    void aDisabledProxyIsNotUsed()
-    {
-        UrlSessionConfiguration configuration = throughProxy(m_servers->freePort());
-        (*configuration.connectionProxyDictionary)[0].second = 0;
-        (*configuration.connectionProxyDictionary)[3].second = 0;
-        QVERIFY(!fetch(m_servers->plain(QStringLiteral("/ok")), limits(), configuration)->error);
-        QVERIFY(!fetch(m_servers->secure(QStringLiteral("/ok")), limits(), configuration)->error);
-    }
-
-    void aProxyThatIsNotThereFails()
-    {
-        for (const QString &url :
-             {m_servers->plain(QStringLiteral("/ok")), m_servers->secure(QStringLiteral("/ok"))}) {
-            const auto heard = fetch(url, limits(), throughProxy(m_servers->freePort()));
-            QVERIFY(heard);
-            QVERIFY(heard->error);
-            QVERIFY2(heard->error->code == UrlError::Code::ProxyFailed,
-                     qPrintable(url + heard->error->localizedDescription +
-                                QString::number(static_cast<int>(heard->error->code))));
-        }
-    }
-
-    void aCancelledTransferEndsAtOnce()
-    {
-        const auto factory = makeFactory(limits());
-        const auto recorder = std::make_shared<Recorder>();
-        const auto session = factory->sessionWithConfiguration({}, recorder);
-        recorder->task = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/stall")));
-        recorder->task->resume();
-        QCOMPARE(recorder->task->state(), UrlSessionTaskState::Running);
-        recorder->task->cancel();
-        QVERIFY(recorder->waitForCompletion(std::chrono::seconds(5)));
-        QCOMPARE(recorder->code(), std::optional(UrlError::Code::Cancelled));
-        recorder->task->cancel();
-        recorder->task->resume();
-        QCOMPARE(recorder->completions, 1);
-    }
-
-    void aTaskThatWasNotResumedIsCompletedByCancelling()
-    {
-        const auto factory = makeFactory(limits());
-        const auto recorder = std::make_shared<Recorder>();
-        const auto session = factory->sessionWithConfiguration({}, recorder);
-        const auto task = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/ok")));
-        task->cancel();
-        QCOMPARE(task->state(), UrlSessionTaskState::Completed);
-        task->resume();
-        QCOMPARE(recorder->completions, 0);
-    }
-
-    void theFactorysEndEndsTransfers()
-    {
-        auto factory = makeFactory(limits());
-        const auto recorder = std::make_shared<Recorder>();
-        const auto session = factory->sessionWithConfiguration({}, recorder);
-        recorder->task = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/silent")));
-        recorder->task->resume();
-        factory.reset();
-        QCOMPARE(recorder->completions, 1);
-        QCOMPARE(recorder->code(), std::optional(UrlError::Code::Cancelled));
-        // What is left of the session refuses, and says so.
-        const auto late = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/ok")));
-        late->resume();
-        QCOMPARE(recorder->completions, 2);
-        QVERIFY(recorder->error);
-    }
-
-    void aDelegateThatHasGoneEndsItsTransfer()
-    {
-        const auto factory = makeFactory(limits());
-        auto recorder = std::make_shared<Recorder>();
-        const auto session = factory->sessionWithConfiguration({}, recorder);
-        const auto task = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/huge")));
-        recorder.reset();
-        task->resume();
-        QTRY_COMPARE(task->state(), UrlSessionTaskState::Completed);
-    }
-
-    void noThreadIsLeftAfterATransfer()
-    {
-        const auto factory = makeFactory(limits());
-        const int before = threadCount();
-        for (int i = 0; i < 3; ++i) {
-            const auto recorder = std::make_shared<Recorder>();
-            const auto session = factory->sessionWithConfiguration({}, recorder);
-            const auto task = session->dataTaskWithUrl(m_servers->secure(QStringLiteral("/ok")));
-            task->resume();
-            QVERIFY(recorder->waitForCompletion());
-            QTRY_COMPARE(threadCount(), before);
-        }
-    }
-
     // The downloader on the same servers.
 
     void theDownloaderOnARealServer_data()
@@ -549,7 +262,7 @@ private Q_SLOTS:
                              << QStringList{QStringLiteral("[Error]: WebResponse with code:500. "
                                                            "Error: internal server error"),
                                             cancelled};
-        QTest::newRow("cut off") << QStringLiteral("/truncated") << QString()
+        QTest::newRow("cut off") << QStringLiteral("/cut/in-length") << QString()
                                  << QStringList{
                                         QStringLiteral("[Error]: SSWebDownloader::Error: ")};
         QTest::newRow("too large")
