@@ -5,17 +5,28 @@
 
 namespace {
 
-QString quoted(const QString &text)
+// Collections are printed into the text that they end in: a log line may hold thousands of entries.
+
+void appendQuoted(QString &result, const QString &text)
 {
     bool plain = !text.isEmpty();
+    bool clean = true;
     for (const QChar c : text) {
         const char16_t u = c.unicode();
         plain = plain && ((u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') ||
                           (u >= u'0' && u <= u'9') || u == u'_');
+        clean = clean && u >= 0x20 && u <= 0x7e && u != u'"' && u != u'\\';
     }
-    if (plain)
-        return text;
-    QString result = QStringLiteral("\"");
+    if (plain) {
+        result += text;
+        return;
+    }
+    result += QLatin1Char('"');
+    if (clean) {
+        result += text;
+        result += QLatin1Char('"');
+        return;
+    }
     for (const QChar c : text) {
         const char16_t u = c.unicode();
         switch (u) {
@@ -41,7 +52,7 @@ QString quoted(const QString &text)
                 result += c;
         }
     }
-    return result + QLatin1Char('"');
+    result += QLatin1Char('"');
 }
 
 /// The bytes in groups of four.
@@ -73,38 +84,66 @@ QString scalar(const QVariant &value)
     }
 }
 
-QString printed(const QVariant &value, qsizetype level);
+void appendIndent(QString &result, qsizetype level)
+{
+    result.resize(result.size() + level * 4, QLatin1Char(' '));
+}
 
-QString printedEntry(const QVariant &value, qsizetype level)
+void appendPrinted(QString &result, const QVariant &value, qsizetype level);
+
+void appendEntry(QString &result, const QVariant &value, qsizetype level)
 {
     const int type = value.typeId();
     if (type == QMetaType::QVariantList || type == QMetaType::QStringList ||
         type == QMetaType::QVariantMap) {
-        return printed(value, level);
+        appendPrinted(result, value, level);
+    } else {
+        appendQuoted(result, scalar(value));
     }
-    return quoted(scalar(value));
 }
 
-QString printed(const QVariant &value, qsizetype level)
+void appendEntry(QString &result, const QString &value, qsizetype)
 {
-    const QString outer(level * 4, QLatin1Char(' '));
-    const QString inner((level + 1) * 4, QLatin1Char(' '));
+    appendQuoted(result, value);
+}
+
+template<typename Map>
+void appendMap(QString &result, const Map &map, qsizetype level)
+{
+    result += QLatin1String("{\n");
+    for (auto it = map.cbegin(); it != map.cend(); ++it) {
+        appendIndent(result, level + 1);
+        appendQuoted(result, it.key());
+        result += QLatin1String(" = ");
+        appendEntry(result, it.value(), level + 1);
+        result += QLatin1String(";\n");
+    }
+    appendIndent(result, level);
+    result += QLatin1Char('}');
+}
+
+void appendPrinted(QString &result, const QVariant &value, qsizetype level)
+{
     if (value.typeId() == QMetaType::QVariantMap) {
-        const QVariantMap map = value.toMap();
-        QString result = QStringLiteral("{\n");
-        for (auto it = map.cbegin(); it != map.cend(); ++it) {
-            result += inner + quoted(it.key()) + QLatin1String(" = ") +
-                      printedEntry(it.value(), level + 1) + QLatin1String(";\n");
-        }
-        return result + outer + QLatin1Char('}');
+        appendMap(result, value.toMap(), level);
+        return;
     }
     const QVariantList list = value.toList();
-    QString result = QStringLiteral("(\n");
+    result += QLatin1String("(\n");
     for (qsizetype i = 0; i < list.size(); ++i) {
-        result += inner + printedEntry(list.at(i), level + 1) +
-                  QLatin1String(i + 1 < list.size() ? ",\n" : "\n");
+        appendIndent(result, level + 1);
+        appendEntry(result, list.at(i), level + 1);
+        result += QLatin1String(i + 1 < list.size() ? ",\n" : "\n");
     }
-    return result + outer + QLatin1Char(')');
+    appendIndent(result, level);
+    result += QLatin1Char(')');
+}
+
+QString printed(const QVariant &value)
+{
+    QString result;
+    appendPrinted(result, value, 0);
+    return result;
 }
 
 } // namespace
@@ -118,9 +157,11 @@ QString SSFormatArgument::description() const
         return *static_cast<const QString *>(m_pointer);
     case Kind::List:
         return SSFormat::description(*static_cast<const QStringList *>(m_pointer));
-    case Kind::TextMap:
-        return SSFormat::description(
-            SSFormat::dictionary(*static_cast<const QMap<QString, QString> *>(m_pointer)));
+    case Kind::TextMap: {
+        QString result;
+        appendMap(result, *static_cast<const QMap<QString, QString> *>(m_pointer), 0);
+        return result;
+    }
     case Kind::Variant:
         return SSFormat::description(*static_cast<const QVariant *>(m_pointer));
     case Kind::Text:
@@ -201,7 +242,7 @@ QString SSFormat::description(const QVariant &value)
     case QMetaType::QVariantList:
     case QMetaType::QStringList:
     case QMetaType::QVariantMap:
-        return printed(value, 0);
+        return printed(value);
     default:
         return scalar(value);
     }
@@ -209,7 +250,7 @@ QString SSFormat::description(const QVariant &value)
 
 QString SSFormat::description(const QStringList &list)
 {
-    return printed(QVariant(list), 0);
+    return printed(QVariant(list));
 }
 
 QVariant SSFormat::dictionary(const QMap<QString, QString> &map)
