@@ -99,10 +99,10 @@ private Q_SLOTS:
             const auto key = secureHex(text(entry, "key"));
             const quint32 rid = number(entry[QLatin1String("rid")]);
             quint32 random = ~expectedRandom;
-            QCOMPARE(hex(SSSecurityHelper::generateRequestCodeData(rid, key.get(), &random)),
+            QCOMPARE(hex(SSSecurityHelper::generateRequestCodeDataWithComputerRID(rid, key.get(), &random)),
                      text(entry, "bytes"));
             QCOMPARE(random, expectedRandom);
-            QCOMPARE(SSSecurityHelper::generateRequestCode(rid, key.get(), nullptr),
+            QCOMPARE(SSSecurityHelper::generateRequestCodeWithComputerRID(rid, key.get(), nullptr),
                      text(entry, "text"));
         });
         QVERIFY(fake.log->lines().isEmpty());
@@ -135,7 +135,7 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         forEachCase("pbkdf2", [](const QJsonValue &entry) {
-            QCOMPARE(hex(SSSecurityHelper::calculatePBKDF2(secureHex(text(entry, "key")).get(),
+            QCOMPARE(hex(SSSecurityHelper::calculatePBKDF2WithKey(secureHex(text(entry, "key")).get(),
                                                            secureHex(text(entry, "salt")).get(),
                                                            entry[QLatin1String("rounds")].toInt())),
                      text(entry, "derived"));
@@ -148,7 +148,7 @@ private Q_SLOTS:
         OfflinePlatform fake;
         forEachCase("first_round", [](const QJsonValue &entry) {
             QCOMPARE(
-                hex(SSSecurityHelper::calculatePBKDF2(secureHex(text(entry, "key")).get(),
+                hex(SSSecurityHelper::calculatePBKDF2WithKey(secureHex(text(entry, "key")).get(),
                                                       secureHex(text(entry, "salt")).get(), 1)),
                 text(entry, "derived"));
         });
@@ -158,7 +158,7 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         forEachCase("dcc2", [](const QJsonValue &entry) {
-            QCOMPARE(hex(SSSecurityHelper::calculateMsCash2(
+            QCOMPARE(hex(SSSecurityHelper::calculateMsCash2WithUser(
                          text(entry, "user"), secureHex(text(entry, "password_utf16le")).get(),
                          entry[QLatin1String("iterations")].toInt())),
                      text(entry, "hash"));
@@ -171,7 +171,7 @@ private Q_SLOTS:
         OfflinePlatform fake;
         forEachCase("reset_hash", [](const QJsonValue &entry) {
             QCOMPARE(
-                hex(SSSecurityHelper::calcHash(
+                hex(SSSecurityHelper::calcHashWithUser(
                     text(entry, "user"), secureHex(text(entry, "password_utf16le")).get(),
                     number(entry[QLatin1String("random")]), secureHex(text(entry, "key")).get())),
                 text(entry, "hash"));

@@ -17,7 +17,7 @@ private Q_SLOTS:
     {
         OfflinePlatform fake; // draws 01 02 03 04
         quint32 random = 0;
-        const auto code = SSSecurityHelper::generateRequestCodeData(1, sessionKey().get(), &random);
+        const auto code = SSSecurityHelper::generateRequestCodeDataWithComputerRID(1, sessionKey().get(), &random);
         QVERIFY(code);
         QCOMPARE(code->length(), std::size_t{20});
         QCOMPARE(random, 0x04030201U);
@@ -27,7 +27,7 @@ private Q_SLOTS:
     void aRequestNeedsNoPlaceForTheRandomNumber()
     {
         OfflinePlatform fake;
-        const auto text = SSSecurityHelper::generateRequestCode(1, sessionKey().get(), nullptr);
+        const auto text = SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr);
         QVERIFY(text);
         QCOMPARE(text->size(), 39);
         QVERIFY(text->startsWith(QStringLiteral("AEBA-GBAA-AABA-GB")));
@@ -38,8 +38,8 @@ private Q_SLOTS:
         OfflinePlatform fake;
         quint32 first = 0;
         quint32 second = 0;
-        const auto one = SSSecurityHelper::generateRequestCode(7, sessionKey().get(), &first);
-        const auto two = SSSecurityHelper::generateRequestCode(7, sessionKey().get(), &second);
+        const auto one = SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &first);
+        const auto two = SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &second);
         QVERIFY(one && two && *one != *two);
         QCOMPARE(second, 0x08070605U);
     }
@@ -73,11 +73,11 @@ private Q_SLOTS:
         QFETCH(QString, message);
         const auto key = keyLength < 0 ? nullptr : secure(QByteArray(keyLength, 'k'));
         quint32 random = 77;
-        QVERIFY(!SSSecurityHelper::generateRequestCodeData(rid, key.get(), &random));
+        QVERIFY(!SSSecurityHelper::generateRequestCodeDataWithComputerRID(rid, key.get(), &random));
         QCOMPARE(fake.log->lines(), error(message));
         QCOMPARE(random, 77U);
         fake.log->clear();
-        QVERIFY(!SSSecurityHelper::generateRequestCode(rid, key.get(), &random));
+        QVERIFY(!SSSecurityHelper::generateRequestCodeWithComputerRID(rid, key.get(), &random));
         QCOMPARE(fake.log->lines(), error(message));
     }
 
@@ -86,7 +86,7 @@ private Q_SLOTS:
         OfflinePlatform fake;
         fake.cryptography->status = -50;
         quint32 random = 77;
-        QVERIFY(!SSSecurityHelper::generateRequestCode(1, sessionKey().get(), &random));
+        QVERIFY(!SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), &random));
         QCOMPARE(fake.log->lines(), error("Unable generate request code. Unable generate random "
                                           "number. error: -50"));
         QCOMPARE(random, 77U);
@@ -96,7 +96,7 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         fake.cryptography->computationStatus = -4398;
-        QVERIFY(!SSSecurityHelper::generateRequestCode(1, sessionKey().get(), nullptr));
+        QVERIFY(!SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr));
         QCOMPARE(fake.log->lines(),
                  error("Unable generate request code. Unable calculate HMAC. error: -4398"));
     }
@@ -178,7 +178,7 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         quint32 random = 0;
-        const auto text = SSSecurityHelper::generateRequestCode(1105, sessionKey().get(), &random);
+        const auto text = SSSecurityHelper::generateRequestCodeWithComputerRID(1105, sessionKey().get(), &random);
         QVERIFY(!SSSecurityHelper::parseResponseCode(text, random));
     }
 
@@ -189,7 +189,7 @@ private Q_SLOTS:
         OfflinePlatform fake;
         for (const qint32 rounds : {0, -1, std::numeric_limits<qint32>::min()}) {
             fake.log->clear();
-            QVERIFY(!SSSecurityHelper::calculatePBKDF2(secure("key").get(), secure("salt").get(),
+            QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(), secure("salt").get(),
                                                        rounds));
             QCOMPARE(fake.log->lines(),
                      error(QStringLiteral("Iterations count is invalid: %1.").arg(rounds)));
@@ -200,17 +200,17 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         fake.cryptography->computationStatus = -4398;
-        QVERIFY(!SSSecurityHelper::calculatePBKDF2(secure("key").get(), secure("salt").get(), 1));
+        QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(), secure("salt").get(), 1));
         QCOMPARE(fake.log->lines(), error("Unable calculate PBKDF2. error: -4398"));
         fake.log->clear();
-        QVERIFY(!SSSecurityHelper::calculateMsCash2(user(), secure("").get(), 1));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(user(), secure("").get(), 1));
         QCOMPARE(fake.log->lines(), error("Unable calculate MD4. error: -4398"));
     }
 
     void aHashThatIsTooShortIsRefused()
     {
         OfflinePlatform fake;
-        QVERIFY(!SSSecurityHelper::calculateMsCash2(user(), secure("").get(), 0));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(user(), secure("").get(), 0));
         QCOMPARE(fake.log->lines(), error("Iterations count is invalid: 0.") +
                                         error("DCC2 digest length is incorrect: 0"));
     }
@@ -219,15 +219,15 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         const auto password = secure("");
-        QVERIFY(!SSSecurityHelper::calculateMsCash2(std::nullopt, password.get(), 1));
-        QVERIFY(!SSSecurityHelper::calculateMsCash2(QString(), password.get(), 1));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(std::nullopt, password.get(), 1));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(QString(), password.get(), 1));
         QVERIFY(
-            !SSSecurityHelper::calculateMsCash2(QString(257, QLatin1Char('x')), password.get(), 1));
+            !SSSecurityHelper::calculateMsCash2WithUser(QString(257, QLatin1Char('x')), password.get(), 1));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 0.") +
                                         error("User UPN name size is incorrect: 0.") +
                                         error("User UPN name size is incorrect: 257."));
         const auto longest =
-            SSSecurityHelper::calculateMsCash2(QString(256, QLatin1Char('x')), password.get(), 1);
+            SSSecurityHelper::calculateMsCash2WithUser(QString(256, QLatin1Char('x')), password.get(), 1);
         QVERIFY(longest);
         QCOMPARE(longest->length(), std::size_t{16});
     }
@@ -237,9 +237,9 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         const QString key = QStringLiteral("\U0001F511");
-        QVERIFY(SSSecurityHelper::calculateMsCash2(key.repeated(128), nullptr, 1));
+        QVERIFY(SSSecurityHelper::calculateMsCash2WithUser(key.repeated(128), nullptr, 1));
         QVERIFY(
-            !SSSecurityHelper::calculateMsCash2(key.repeated(128) + QLatin1Char('x'), nullptr, 1));
+            !SSSecurityHelper::calculateMsCash2WithUser(key.repeated(128) + QLatin1Char('x'), nullptr, 1));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 257."));
     }
 
@@ -248,16 +248,16 @@ private Q_SLOTS:
         OfflinePlatform fake;
         const auto password = secure("p");
         QCOMPARE(
-            hex(SSSecurityHelper::calculateMsCash2(QStringLiteral("JDoe@CORP"), password.get(), 3)),
-            hex(SSSecurityHelper::calculateMsCash2(QStringLiteral("jdoe@corp"), password.get(),
+            hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("JDoe@CORP"), password.get(), 3)),
+            hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("jdoe@corp"), password.get(),
                                                    3)));
     }
 
     void aResetHashNeedsAUserName()
     {
         OfflinePlatform fake;
-        QVERIFY(!SSSecurityHelper::calcHash(std::nullopt, secure("p").get(), 1, nullptr));
-        QVERIFY(!SSSecurityHelper::calcHash(QString(), secure("p").get(), 1, sessionKey().get()));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(std::nullopt, secure("p").get(), 1, nullptr));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(), secure("p").get(), 1, sessionKey().get()));
         QCOMPARE(fake.log->lines(), error("CalcHashWithUser: User name is empty.") +
                                         error("CalcHashWithUser: User name is empty."));
     }
@@ -265,8 +265,8 @@ private Q_SLOTS:
     void aResetHashNeedsASessionKey()
     {
         OfflinePlatform fake;
-        QVERIFY(!SSSecurityHelper::calcHash(user(), secure("p").get(), 1, nullptr));
-        QVERIFY(!SSSecurityHelper::calcHash(user(), secure("p").get(), 1, secure("").get()));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(user(), secure("p").get(), 1, nullptr));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(user(), secure("p").get(), 1, secure("").get()));
         QCOMPARE(fake.log->lines(), error("CalcHashWithUser: Session key is empty.") +
                                         error("CalcHashWithUser: Session key is empty."));
     }
@@ -274,7 +274,7 @@ private Q_SLOTS:
     void aResetHashOfATooLongUserNameIsRefusedOnce()
     {
         OfflinePlatform fake;
-        QVERIFY(!SSSecurityHelper::calcHash(QString(257, QLatin1Char('x')), secure("p").get(), 1,
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(257, QLatin1Char('x')), secure("p").get(), 1,
                                             sessionKey().get()));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 257."));
     }
