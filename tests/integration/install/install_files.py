@@ -118,7 +118,7 @@ class InstalledFiles(unittest.TestCase):
         self.assertEqual(self.lines(TMPFILES), [
             ["f", "/tmp/zevrikselfservice.log", "0666", "root", "root", "-"],
             ["d", "/Library/Caches", "0755", "root", "root", "-"],
-            ["d", cache, "0711", "_securityagent", "sudo", "-"],
+            ["d", cache, "2711", "_securityagent", "sudo", "-"],
             ["f", cache + "/com.zevrik.selfservice.plist", "0666", "_securityagent", "sudo", "-"]])
 
     def test_the_account_of_the_cache_is_made_and_nobody_logs_on_to_it(self):

@@ -1,5 +1,6 @@
 #include "security/SSSecureData.h"
 #include "security/SSSecurityHelper.h"
+#include "tests/unit/security/OfflineTestSupport.h"
 #include "tests/unit/settings/LogonSettingsFixture.h"
 
 #include <QTest>
@@ -157,7 +158,7 @@ private Q_SLOTS:
     void theFirstDifferenceInTheOrderOfComparingDecides()
     {
         QFETCH(int, place);
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const auto ours = settings(full());
         // Everything from the place on differs, so what is compared too early shows.
         PropertyListDictionary dictionary = full();
@@ -188,7 +189,7 @@ private Q_SLOTS:
     void oneDifferenceAlone()
     {
         QFETCH(int, place);
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const Compared &row = order[place];
         const QString key = QString::fromLatin1(row.key);
         const auto ours = settings(full());
@@ -201,7 +202,7 @@ private Q_SLOTS:
 
     void anAbsentTextIsNotAnEmptyOne()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         PropertyListDictionary dictionary;
         for (const auto &[key, value] : full()) {
             if (key != u"ResetPasswordButton.OptionalText"_s)
@@ -215,7 +216,7 @@ private Q_SLOTS:
 
     void sameObjectAndNull()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const SSLogonSettings s;
         QVERIFY(s.compare(&s, true));
         QVERIFY(!s.compare(nullptr, true));
@@ -226,14 +227,14 @@ private Q_SLOTS:
 
     void aDifferentProxyIsNoDifference()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const auto ours = settings(full());
         QVERIFY(ours->compare(with(u"EnrollTrayProxy"_s, u"another:1"_s).get(), true));
     }
 
     void switchedOffNothingElseCounts()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         PropertyListDictionary dictionary = full();
         dictionary.insert(u"AllowLoginScreenPasswordReset"_s, false);
         const auto ours = settings(dictionary);
@@ -251,7 +252,7 @@ private Q_SLOTS:
 
     void whatIsOffHidesItsTexts()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         PropertyListDictionary dictionary = full();
         dictionary.insert(u"OfflinePasswordReset.Enabled"_s, false);
         const auto offlineOff = settings(dictionary);
@@ -270,7 +271,7 @@ private Q_SLOTS:
 
     void theSwitchOfThePromptIsComparedAndHidesItsTexts()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         Data off = everyKeyword();
         off[u"FileVaultSyncPrompt.Enabled"_s] = u"0"_s;
         SSLogonSettings on;
@@ -286,7 +287,7 @@ private Q_SLOTS:
 
     void theSessionKeyCountsOnDemand()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const auto a = settings(full());
         const auto b = settings(full());
         b->clearSessionKey();

@@ -1,6 +1,7 @@
 #include "platform/PropertyList.h"
 #include "security/SSSecureData.h"
 #include "security/SSSecurityHelper.h"
+#include "tests/unit/security/OfflineTestSupport.h"
 #include "tests/unit/settings/LogonSettingsFixture.h"
 
 #include <QTest>
@@ -22,11 +23,6 @@ QVariantMap read(const QByteArray &bytes)
 {
     const PropertyListResult result = readBinaryPropertyList(bytes);
     return result ? result.value().toMap() : QVariantMap();
-}
-
-std::shared_ptr<SSSecureData> secure(const char *bytes)
-{
-    return SSSecureData::dataWithData(SSSecure::bytes(QByteArray(bytes)));
 }
 
 /// Encodes what a test puts together itself.
@@ -61,7 +57,7 @@ class tst_SSLogonSettingsPersistence : public QObject
         }
         [[nodiscard]] FakeSettingsFiles &files() const { return *fake.settingsFiles; }
 
-        FakePlatform fake;
+        OfflinePlatform fake;
         SSLogonSettings settings;
     };
 
@@ -135,7 +131,7 @@ class tst_SSLogonSettingsPersistence : public QObject
 private Q_SLOTS:
     void paths()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         QCOMPARE(SSLogonSettings::settingsPath(), folder);
         QCOMPARE(SSLogonSettings::settingsFileName(), u"com.zevrik.selfservice.plist"_s);
         QCOMPARE(SSLogonSettings::keyHashesFileName(), u"com.zevrik.selfservice.hash.plist"_s);
@@ -143,7 +139,7 @@ private Q_SLOTS:
 
     void everyKeyInItsOrder()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         SSLogonSettings s;
         QVERIFY(s.deserialize(everyCachedKey()));
         QVERIFY(s.deserializeKeyHashes(everyCachedKeyHash()));
@@ -153,7 +149,7 @@ private Q_SLOTS:
 
     void everyValueSurvivesBothWays()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         SSLogonSettings s;
         QVERIFY(s.deserialize(everyCachedKey()));
         QCOMPARE(s.serialize(), everyCachedKey());
@@ -167,7 +163,7 @@ private Q_SLOTS:
 
     void anAbsentValueLeavesItsKeyOut()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         const SSLogonSettings s;
         QCOMPARE(keysOf(s.serialize()),
                  (QStringList{u"LoginSettingsVersion"_s, u"AllowLoginScreenPasswordReset"_s,
@@ -207,8 +203,8 @@ private Q_SLOTS:
         const QByteArray stored = read(f.files().entries.value(keyFile).bytes)
                                       .value(u"ConfigurationSet.SessionKey"_s)
                                       .toByteArray();
-        const auto decoded =
-            SSSecurityHelper::decodeSecureData(SSSecureData::dataWithData(SSSecure::bytes(stored)).get());
+        const auto decoded = SSSecurityHelper::decodeSecureData(
+            SSSecureData::dataWithData(SSSecure::bytes(stored)).get());
         QVERIFY(decoded->isEqualToSecureData(secure("session").get()));
     }
 
@@ -227,7 +223,7 @@ private Q_SLOTS:
 
     void aLongerComputerRidKeepsItsLow32Bits()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         SSLogonSettings s;
         QVERIFY(s.deserializeKeyHashes(
             {{u"LoginSettingsVersion"_s, qlonglong{1}},
@@ -237,7 +233,7 @@ private Q_SLOTS:
 
     void aCachedSwitchOfThePromptReadsAsOnWhateverItSays()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         SSLogonSettings s;
         PropertyListDictionary dictionary{{u"LoginSettingsVersion"_s, qlonglong{1}}};
         QVERIFY(s.deserialize(dictionary));
@@ -577,7 +573,7 @@ private Q_SLOTS:
 
     void theWholeInOneBuffer()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         SSLogonSettings s;
         QVERIFY(s.deserialize(everyCachedKey()));
         QVERIFY(s.deserializeKeyHashes(everyCachedKeyHash()));
@@ -596,7 +592,7 @@ private Q_SLOTS:
 
     void aBufferThatIsNoSettingsGivesNone()
     {
-        const FakePlatform fake;
+        const OfflinePlatform fake;
         QVERIFY(!SSLogonSettings::initWithSerializedData(nullptr));
         QVERIFY(!SSLogonSettings::initWithSerializedData(secure("").get()));
         QVERIFY(fake.log->rawLines().isEmpty());
