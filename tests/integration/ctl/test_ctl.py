@@ -1,15 +1,18 @@
 #!/usr/bin/env python3
 """The administrator's command line as a process of its own, on fixture files: text, JSON and exit
 statuses, and what it does with input that makes no sense."""
+import base64
 import http.server
 import json
 import os
 import pathlib
 import plistlib
+import pty
 import shutil
 import subprocess
 import sys
 import tempfile
+import termios
 import threading
 import unittest
 import urllib.parse
@@ -120,6 +123,78 @@ class ControlTest(unittest.TestCase):
             done = subprocess.run([PROGRAM, "--help"], stdout=full, stderr=subprocess.PIPE,
                                   env=ENVIRONMENT, timeout=60)
         self.assert_failed(done, 1, "cannot be written")
+
+    # Secrets
+
+    def case(self, name):
+        cases = json.loads((FIXTURE.parents[2] / "data/offline_codes.json").read_text())[name]
+        return next(case for case in cases if case.get("iterations", 1) == cases[-1].get("iterations", 1))
+
+    def test_a_password_comes_from_the_standard_input(self):
+        case = self.case("dcc2")
+        password = bytes.fromhex(case["password_utf16le"]).decode("utf-16-le")
+        done = subprocess.run([PROGRAM, "offline", "dcc2", "--user", case["user"], "--iterations",
+                               str(case["iterations"])], input=(password + "\n").encode(),
+                              capture_output=True, timeout=60, env=ENVIRONMENT)
+        self.assertEqual((done.returncode, done.stdout.decode()), (0, case["hash"] + "\n"), done.stderr)
+
+    def test_a_terminal_prompts_and_does_not_echo(self):
+        case = self.case("reset_hash")
+        password = bytes.fromhex(case["password_utf16le"]).decode("utf-16-le")
+        key = base64.b64encode(bytes.fromhex(case["key"])).decode()
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execve(PROGRAM, [PROGRAM, "offline", "hash", "--user", case["user"], "--random",
+                                str(case["random"])], ENVIRONMENT)
+        shown = b""
+
+        def read_until(end):
+            nonlocal shown
+            while not shown.endswith(end):
+                shown += os.read(terminal, 1000)
+        read_until(b"Password: ")
+        self.assertFalse(termios.tcgetattr(terminal)[3] & termios.ECHO)
+        os.write(terminal, password.encode() + b"\n")
+        read_until(b"Session key in Base64: ")
+        os.write(terminal, key.encode() + b"\n")
+        read_until(case["hash"].encode() + b"\r\n")
+        self.assertEqual(os.waitpid(child, 0)[1], 0)
+        self.assertTrue(termios.tcgetattr(terminal)[3] & termios.ECHO)
+        self.assertNotIn(password.encode(), shown)
+        self.assertNotIn(key.encode(), shown)
+        os.close(terminal)
+
+    def test_an_interrupted_prompt_restores_the_terminal(self):
+        child, terminal = pty.fork()
+        if child == 0:
+            os.execve(PROGRAM, [PROGRAM, "offline", "dcc2", "--user", "jdoe"], ENVIRONMENT)
+        shown = b""
+        while not shown.endswith(b"Password: "):
+            shown += os.read(terminal, 1000)
+        os.write(terminal, b"Corr\x03")
+        while b"interrupted" not in shown:
+            shown += os.read(terminal, 1000)
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 1)
+        self.assertTrue(termios.tcgetattr(terminal)[3] & termios.ECHO)
+        os.close(terminal)
+
+    def test_without_input_there_is_no_answer(self):
+        self.assert_failed(self.run_raw("offline", "dcc2", "--user", "jdoe"), 1, "the input has ended")
+
+    def test_a_key_of_openssl_goes_there_and_back(self):
+        key = self.folder / "key.pem"
+        private = self.folder / "private.pem"
+        subprocess.run(["openssl", "genrsa", "-traditional", "-out", private, "2048"], check=True,
+                       capture_output=True)
+        subprocess.run(["openssl", "rsa", "-in", private, "-RSAPublicKey_out", "-out", key], check=True,
+                       capture_output=True)
+        done = self.run_raw("key", "to-blob", str(key), "--json")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        blob = self.file("blob", json.loads(done.stdout)["blob"])
+        done = self.run_raw("key", "check", blob)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        done = self.run_raw("key", "to-der", blob)
+        self.assertEqual(done.stdout.decode(), key.read_text())
 
     # Answers
 

@@ -67,6 +67,8 @@ public:
             platform.defaults = fake.platform.defaults;
             platform.identity = fake.platform.identity;
             platform.cryptography = fake.platform.cryptography;
+            platform.publicKeys = fake.platform.publicKeys;
+            platform.machineIdentity = fake.platform.machineIdentity;
             platform.settingsFiles = fake.platform.settingsFiles;
             platform.secretInput = fake.platform.secretInput;
             platform.directory = fake.platform.directory;

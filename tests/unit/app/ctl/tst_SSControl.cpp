@@ -23,7 +23,8 @@ private Q_SLOTS:
         ControlFixture f;
         QCOMPARE(f.run({"--help"}), 0);
         QVERIFY(f.errors.isEmpty());
-        for (const char *const name : {"discover", "settings", "user", "enroll-status", "url"})
+        for (const char *const name : {"discover", "settings", "user", "enroll-status", "url",
+                                       "cache", "compare", "offline", "key"})
             QVERIFY2(f.output.contains(QStringLiteral("\n    %1 ").arg(QLatin1String(name))), name);
         QVERIFY(f.output.contains(QStringLiteral("Examples:")));
         QCOMPARE(f.platformsMade, 0);

@@ -107,8 +107,8 @@ private Q_SLOTS:
         QVERIFY(f.output.contains(QStringLiteral("enrollNotificationTitle = \"100%1 %2\"\n")));
         QVERIFY(f.output.contains(QStringLiteral(
             "enrollMenuTextExit = (none)\n    neither in the defaults nor among the keywords\n")));
-        QVERIFY(f.output.contains(
-            QStringLiteral("cddnNotificationTitle = (none)\n    not read: what it belongs to is off\n")));
+        QVERIFY(f.output.contains(QStringLiteral(
+            "cddnNotificationTitle = (none)\n    not read: what it belongs to is off\n")));
     }
 
     void withoutAConnectionPointThereAreNoSettings()
