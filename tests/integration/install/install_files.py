@@ -34,7 +34,8 @@ DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
 EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
 PROGRAMS = {AGENT, CONTROL}
 DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
-        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/zevrikselfservicectl.md"}
+        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/zevrikselfservicectl.md",
+        f"{DOCUMENTS}/offline-reset.md"}
 
 
 class InstalledFiles(unittest.TestCase):
