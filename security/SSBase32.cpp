@@ -11,6 +11,7 @@ constexpr std::u16string_view alphabet = u"ABCDEFGHIJKLMNOPQRSTUVWXYZ234567";
 constexpr std::size_t blocks = 4; ///< of five bytes or two groups of characters
 constexpr std::size_t blockBytes = 5;
 constexpr std::size_t dashedBlock = 10;
+using SSBase32::groupLength;
 
 using Pair = std::array<char16_t, 2>;
 
@@ -22,17 +23,20 @@ constexpr auto pairs = [] {
     return result;
 }();
 
-constexpr std::uint8_t unknown = 0x80;
+constexpr std::uint32_t unknown = 0x80000000U;
+constexpr std::size_t letters = 26;
 
-/// The five bits of a character.
+/// The bits of a character in each place of a group of four, by the low byte of its code.
 constexpr auto values = [] {
-    std::array<std::uint8_t, 256> result{};
-    result.fill(unknown);
-    for (std::uint8_t value = 0; value < alphabet.size(); ++value) {
-        const char16_t character = alphabet[value];
-        result[character] = value;
-        if (value < 26)
-            result[character - u'A' + u'a'] = value;
+    std::array<std::array<std::uint32_t, 256>, groupLength> result{};
+    for (std::size_t place = 0; place < groupLength; ++place) {
+        result[place].fill(unknown);
+        for (std::uint32_t value = 0; value < alphabet.size(); ++value) {
+            const std::uint32_t bits = value << 5U * (groupLength - 1 - place);
+            result[place][alphabet[value]] = bits;
+            if (value < letters)
+                result[place][alphabet[value] - u'A' + u'a'] = bits;
+        }
     }
     return result;
 }();
@@ -52,16 +56,14 @@ inline void writeGroup(std::uint64_t bits, char16_t *out)
     std::memcpy(out + 2, pairs[bits & 1023U].data(), sizeof(Pair));
 }
 
-/// Twenty bits of four characters. What is wrong with them is gathered in `wrong`.
-inline std::uint64_t readGroup(const char16_t *in, unsigned &wrong)
+/// Twenty bits of four characters, with `unknown` when one of them is none of the alphabet.
+inline std::uint32_t readGroup(const char16_t *in, std::uint64_t &codes)
 {
-    const unsigned first = values[in[0] & 0xffU];
-    const unsigned second = values[in[1] & 0xffU];
-    const unsigned third = values[in[2] & 0xffU];
-    const unsigned fourth = values[in[3] & 0xffU];
-    wrong |= (first | second | third | fourth) & unknown;
-    wrong |= (in[0] | in[1] | in[2] | in[3]) & 0xff00U;
-    return (first << 15U | second << 10U) | (third << 5U | fourth);
+    std::uint64_t group = 0;
+    std::memcpy(&group, in, sizeof group);
+    codes |= group;
+    return values[0][in[0] & 0xffU] | values[1][in[1] & 0xffU] | values[2][in[2] & 0xffU] |
+           values[3][in[3] & 0xffU];
 }
 
 } // namespace
@@ -94,21 +96,24 @@ void SSBase32::encodeDashed(std::span<const std::byte, codeLength> code,
 bool SSBase32::decodeDashed(std::span<const char16_t, dashedTextLength> text,
                             std::span<std::byte, codeLength> code)
 {
-    unsigned wrong = 0;
+    std::uint32_t read = 0;
+    std::uint64_t codes = 0; // for what the characters have above their low bytes
+    unsigned misplaced = 0;
     for (std::size_t i = 0; i < blocks; ++i) {
         const char16_t *in = text.data() + i * dashedBlock;
-        const std::uint64_t block =
-            readGroup(in, wrong) << 20U | readGroup(in + groupLength + 1, wrong);
-        wrong |= static_cast<unsigned>(in[groupLength] ^ u'-');
+        const std::uint32_t first = readGroup(in, codes);
+        const std::uint32_t second = readGroup(in + groupLength + 1, codes);
+        read |= first | second;
+        misplaced |= static_cast<unsigned>(in[groupLength] ^ u'-');
         if (i + 1 < blocks)
-            wrong |= static_cast<unsigned>(in[dashedBlock - 1] ^ u'-');
+            misplaced |= static_cast<unsigned>(in[dashedBlock - 1] ^ u'-');
         std::byte *out = code.data() + i * blockBytes;
-        out[0] = static_cast<std::byte>(block >> 32U & 0xffU);
-        const auto rest = static_cast<std::uint32_t>(block);
+        out[0] = static_cast<std::byte>(first >> 12U & 0xffU);
+        const std::uint32_t rest = first << 20U | second;
         out[1] = static_cast<std::byte>(rest >> 24U);
         out[2] = static_cast<std::byte>(rest >> 16U & 0xffU);
         out[3] = static_cast<std::byte>(rest >> 8U & 0xffU);
         out[4] = static_cast<std::byte>(rest & 0xffU);
     }
-    return wrong == 0;
+    return (read & unknown) == 0 && (codes & 0xff00ff00ff00ff00U) == 0 && misplaced == 0;
 }

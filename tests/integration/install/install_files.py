@@ -35,7 +35,7 @@ DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
 EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
 PROGRAMS = {AGENT, CONTROL}
 DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
-        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/settings-cache.md",
+        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/settings-cache.md",
         f"{DOCUMENTS}/zevrikselfservicectl.md"}
 
 
