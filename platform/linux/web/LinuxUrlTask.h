@@ -6,7 +6,7 @@
 #include <mutex>
 
 /// The state of one transfer as all threads see it. Everything crosses between them through this
-/// lock; the descriptor only wakes the transfer's event loop.
+/// lock; the descriptor only wakes the transfer's wait.
 class LinuxUrlTask final : public UrlSessionTask, public std::enable_shared_from_this<LinuxUrlTask>
 {
 public:

@@ -24,6 +24,7 @@ bool ChildProcess::start(const QStringList &command)
     for (const QString &word : command)
         texts.push_back(word.toLocal8Bit());
     std::vector<char *> arguments;
+    arguments.reserve(texts.size() + 1);
     for (QByteArray &text : texts)
         arguments.push_back(text.data());
     arguments.push_back(nullptr);

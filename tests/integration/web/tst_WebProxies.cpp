@@ -139,7 +139,7 @@ private Q_SLOTS:
                         .toLatin1();
                 for (const char *name : {"http_proxy", "https_proxy"})
                     qputenv(name, address);
-                const auto heard = fetch(url);
+                auto heard = fetch(url);
                 for (const char *name : {"http_proxy", "https_proxy"})
                     qunsetenv(name);
                 return heard;
