@@ -19,9 +19,11 @@ namespace {
 unsigned long allocations = 0;
 }
 
+// NOLINTBEGIN(bugprone-reserved-identifier): these are the C library's own names.
 extern "C" void *__libc_malloc(std::size_t);
 extern "C" void *__libc_calloc(std::size_t, std::size_t);
 extern "C" void *__libc_realloc(void *, std::size_t);
+// NOLINTEND(bugprone-reserved-identifier)
 // The toolkit allocates by malloc, the standard library by new, which ends there too.
 extern "C" void *malloc(std::size_t size)
 {
