@@ -15,7 +15,7 @@ public:
     /// agent.
     [[nodiscard]] virtual QString bundleIdentifier() = 0;
 
-    /// The folder that holds what the computer's programs keep for all its users, absolute. Empty
-    /// when there is no such place.
+    /// The folder that holds what the computer's programs keep for all its users, absolute, as
+    /// SettingsFiles takes it. Empty when there is no such place.
     [[nodiscard]] virtual QString cachesDirectory() = 0;
 };

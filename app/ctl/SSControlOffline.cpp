@@ -56,7 +56,8 @@ SSControlAnswer request(const SSControlInvocation &invocation)
     if (!key.data)
         return SSControlAnswer::failed(key.failure);
     quint32 random = 0;
-    const auto code = SSSecurityHelper::generateRequestCodeWithComputerRID(*rid, key.data.get(), &random);
+    const auto code =
+        SSSecurityHelper::generateRequestCodeWithComputerRID(*rid, key.data.get(), &random);
     if (!code)
         return SSControlAnswer::failed(QStringLiteral("no request code could be made"));
     SSControlAnswer answer;
@@ -89,8 +90,9 @@ SSControlAnswer hash(const SSControlInvocation &invocation)
     const Secret key = sessionKey(invocation);
     if (!key.data)
         return SSControlAnswer::failed(key.failure);
-    const auto result = SSSecurityHelper::calcHashWithUser(*invocation.value("user"), password.data.get(),
-                                                           *number(invocation, "random"), key.data.get());
+    const auto result =
+        SSSecurityHelper::calcHashWithUser(*invocation.value("user"), password.data.get(),
+                                           *number(invocation, "random"), key.data.get());
     if (!result)
         return SSControlAnswer::failed(QStringLiteral("no hash could be made"));
     return answerOf("hash", hexadecimal(*result));

@@ -35,8 +35,7 @@ std::optional<QString> textOf(const SSSecureData &line)
 Secret SSControlSecrets::line(const QString &prompt)
 {
     const auto buffer = SSMutableSecureData::dataWithLength(longestLine);
-    const auto length =
-        Platform::current().secretInput->readLine(prompt, buffer->mutableData());
+    const auto length = Platform::current().secretInput->readLine(prompt, buffer->mutableData());
     if (!length)
         return {nullptr, length.error()};
     buffer->setLength(length.value());

@@ -72,8 +72,7 @@ void addCommon(Platform &platform, const PlatformOptions &options)
 {
     platform.clock = std::make_shared<LinuxClock>();
     platform.logFile = std::make_shared<LinuxLogFile>(options.rootPrefix, options.createLogFile);
-    platform.system =
-        std::make_shared<LinuxSystemInformation>(options.bundleIdentifier, options.rootPrefix);
+    platform.system = std::make_shared<LinuxSystemInformation>(options.bundleIdentifier);
     platform.defaults = options.defaultsFile
                             ? LinuxUserDefaults::forFile(applicationIdentifier(),
                                                          *options.defaultsFile, options.diagnostics)

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier, QString rootPrefix)
-    : m_bundleIdentifier(std::move(bundleIdentifier)), m_rootPrefix(std::move(rootPrefix))
+LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier)
+    : m_bundleIdentifier(std::move(bundleIdentifier))
 {
 }
 
@@ -22,5 +22,5 @@ QString LinuxSystemInformation::bundleIdentifier()
 
 QString LinuxSystemInformation::cachesDirectory()
 {
-    return m_rootPrefix + QStringLiteral("/Library/Caches");
+    return QStringLiteral("/Library/Caches");
 }

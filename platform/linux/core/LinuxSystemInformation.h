@@ -5,12 +5,11 @@
 class LinuxSystemInformation final : public SystemInformation
 {
 public:
-    LinuxSystemInformation(QString bundleIdentifier, QString rootPrefix);
+    explicit LinuxSystemInformation(QString bundleIdentifier);
     [[nodiscard]] QString operatingSystemVersionString() override;
     [[nodiscard]] QString bundleIdentifier() override;
     [[nodiscard]] QString cachesDirectory() override;
 
 private:
     QString m_bundleIdentifier;
-    QString m_rootPrefix;
 };
