@@ -8,6 +8,7 @@
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
 #include "platform/RunLoop.h"
+#include "platform/SettingsFiles.h"
 #include "platform/StatusBar.h"
 #include "platform/SystemInformation.h"
 #include "platform/UrlSession.h"
@@ -37,6 +38,7 @@ Platform::~Platform()
     runLoop.reset();
     application.reset();
     directory.reset();
+    settingsFiles.reset();
     identity.reset();
     Platform *self = this;
     installedPlatform.compare_exchange_strong(self, nullptr);

@@ -10,6 +10,7 @@ class DirectoryService;
 class IdentityService;
 class LogFile;
 class RunLoop;
+class SettingsFiles;
 class StatusBar;
 class SystemInformation;
 class UrlSessionFactory;
@@ -35,6 +36,7 @@ struct Platform
     std::shared_ptr<UserDefaultsStore> defaults;
     std::shared_ptr<Cryptography> cryptography;
     std::shared_ptr<IdentityService> identity;
+    std::shared_ptr<SettingsFiles> settingsFiles;
     std::shared_ptr<DirectoryService> directory;
     std::shared_ptr<Application> application;
     std::shared_ptr<RunLoop> runLoop;

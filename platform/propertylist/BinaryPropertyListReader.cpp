@@ -1,5 +1,5 @@
 #include "platform/propertylist/BinaryPropertyListFormat.h"
-#include "platform/propertylist/PropertyList.h"
+#include "platform/PropertyList.h"
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>

@@ -1,4 +1,4 @@
-#include "platform/propertylist/PropertyList.h"
+#include "platform/PropertyList.h"
 
 PropertyListResult readPropertyList(const QByteArray &contents, const PropertyListLimits &limits)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/propertylist/PropertyList.h"
+#include "platform/PropertyList.h"
 
 /// Counts what a result has grown to against the limits, for the readers of both forms.
 class PropertyListBudget

@@ -1,4 +1,4 @@
-#include "platform/propertylist/PropertyList.h"
+#include "platform/PropertyList.h"
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>

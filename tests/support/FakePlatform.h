@@ -5,6 +5,7 @@
 #include "platform/Platform.h"
 #include "platform/UrlSession.h"
 #include "tests/support/FakeRunLoop.h"
+#include "tests/support/FakeSettingsFiles.h"
 #include "tests/support/Fakes.h"
 
 #include <memory>
@@ -23,6 +24,7 @@ public:
         platform.defaults = defaults;
         platform.cryptography = cryptography;
         platform.identity = identity;
+        platform.settingsFiles = settingsFiles;
         platform.application = application;
         platform.notificationCenter = notificationCenter;
         platform.statusBar = statusBar;
@@ -42,6 +44,7 @@ public:
     std::shared_ptr<FakeUserDefaults> defaults = std::make_shared<FakeUserDefaults>();
     std::shared_ptr<FakeCryptography> cryptography = std::make_shared<FakeCryptography>();
     std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
+    std::shared_ptr<FakeSettingsFiles> settingsFiles = std::make_shared<FakeSettingsFiles>();
     std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();
     std::shared_ptr<FakeNotificationCenter> notificationCenter =
         std::make_shared<FakeNotificationCenter>();

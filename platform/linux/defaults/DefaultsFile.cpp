@@ -1,6 +1,6 @@
 #include "platform/linux/defaults/DefaultsFile.h"
 
-#include "platform/propertylist/PropertyList.h"
+#include "platform/PropertyList.h"
 
 #include <QFile>
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/PropertyListDictionary.h"
 #include "platform/Result.h"
 
 #include <QByteArray>
@@ -7,8 +8,9 @@
 #include <QVariant>
 
 #include <cstddef>
+#include <vector>
 
-/// Why a property list was refused, for the log.
+/// Why a property list was refused, or could not be written, for the log.
 struct PropertyListError
 {
     QString text;
@@ -40,3 +42,25 @@ using PropertyListResult = Result<QVariant, PropertyListError>;
 /// declared or loaded.
 [[nodiscard]] PropertyListResult readXmlPropertyList(const QByteArray &contents,
                                                      const PropertyListLimits &limits = {});
+
+/// A file of the binary form that holds a dictionary, read without copying a byte of its data
+/// values: they come as PropertyListData that views `contents` and shares its owner. Dictionaries
+/// come as PropertyListDictionary in the file's order; of a key that comes twice the last value
+/// counts. Everything else as above. Texts and keys are copied, and nobody wipes them.
+[[nodiscard]] Result<PropertyListDictionary, PropertyListError>
+readBinaryPropertyListDictionary(const PropertyListData &contents,
+                                 const PropertyListLimits &limits = {});
+
+/// The binary form of what the readers give, of integers of any type, of float and of QStringList.
+/// Equal scalars share one object; a QVariantMap is written in its own order, a
+/// PropertyListDictionary in its order of insertion; equal values give equal bytes. Refused with a
+/// text: a value of another type, a text that is no valid UTF-16, a date outside the years 1 to
+/// 9999, and what a reader with `limits` would refuse.
+///
+/// The bytes are allocated once, at their final size, so that no second copy of a secret is left
+/// anywhere. They are the caller's to wipe: adopt them into a secure buffer. Pure; any thread.
+[[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
+writeBinaryPropertyList(const QVariant &value, const PropertyListLimits &limits = {});
+[[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
+writeBinaryPropertyList(const PropertyListDictionary &dictionary,
+                        const PropertyListLimits &limits = {});
