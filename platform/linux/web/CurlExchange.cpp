@@ -296,8 +296,8 @@ size_t CurlExchange::guarded(size_t bytes, Call call) noexcept
     try {
         if (!m_stopped && call())
             return bytes;
-    } catch (const std::exception &exception) {
-        m_failure = UrlError{UrlError::Code::Other, QString::fromUtf8(exception.what())};
+    } catch (...) {
+        m_failure = UrlError{UrlError::Code::Other, QStringLiteral("out of memory")};
     }
     m_stopped = true;
     return 0;
