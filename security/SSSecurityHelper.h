@@ -43,11 +43,12 @@ public:
     /// A request code as dashed Base32 text. `computerRID` is not 0, `key` has 128 bytes. The
     /// random number that the response is checked with goes to `random` unless that is null.
     [[nodiscard]] static std::optional<QString>
-    generateRequestCodeWithComputerRID(std::uint32_t computerRID, const SSSecureData *key, std::uint32_t *random);
+    generateRequestCodeWithComputerRID(std::uint32_t computerRID, const SSSecureData *key,
+                                       std::uint32_t *random);
     /// Its 20 bytes.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
     generateRequestCodeDataWithComputerRID(std::uint32_t computerRID, const SSSecureData *key,
-                            std::uint32_t *random);
+                                           std::uint32_t *random);
 
     /// The 17 bytes that a response code carries, when it answers the request of `random`.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
@@ -61,13 +62,12 @@ public:
     /// units; the password is UTF-16 little-endian text.
     [[nodiscard]] static std::shared_ptr<SSSecureData>
     calculateMsCash2WithUser(const std::optional<QString> &user, const SSSecureData *password,
-                     std::int32_t iterations);
+                             std::int32_t iterations);
 
     /// The offline reset hash, 17 bytes.
-    [[nodiscard]] static std::shared_ptr<SSSecureData> calcHashWithUser(const std::optional<QString> &user,
-                                                                const SSSecureData *password,
-                                                                std::uint32_t random,
-                                                                const SSSecureData *key);
+    [[nodiscard]] static std::shared_ptr<SSSecureData>
+    calcHashWithUser(const std::optional<QString> &user, const SSSecureData *password,
+                     std::uint32_t random, const SSSecureData *key);
 
     /// The computer's UUID as text.
     [[nodiscard]] static std::optional<QString> getSystemUUID();

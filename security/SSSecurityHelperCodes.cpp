@@ -86,9 +86,8 @@ bool isUsable(std::uint32_t computerRID, const SSSecureData *key)
 
 } // namespace
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithComputerRID(std::uint32_t computerRID,
-                                                                        const SSSecureData *key,
-                                                                        std::uint32_t *random)
+std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithComputerRID(
+    std::uint32_t computerRID, const SSSecureData *key, std::uint32_t *random)
 {
     if (!isUsable(computerRID, key))
         return nullptr;
@@ -122,9 +121,9 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithCompu
     return SSSecureData::dataWithMutableSecureData(code.get());
 }
 
-std::optional<QString> SSSecurityHelper::generateRequestCodeWithComputerRID(std::uint32_t computerRID,
-                                                             const SSSecureData *key,
-                                                             std::uint32_t *random)
+std::optional<QString>
+SSSecurityHelper::generateRequestCodeWithComputerRID(std::uint32_t computerRID,
+                                                     const SSSecureData *key, std::uint32_t *random)
 {
     const auto code = generateRequestCodeDataWithComputerRID(computerRID, key, random);
     if (!code)

@@ -44,8 +44,8 @@ bool digestMd4(std::span<const std::byte> message, std::span<std::byte> digest)
 } // namespace
 
 std::shared_ptr<SSSecureData> SSSecurityHelper::calculatePBKDF2WithKey(const SSSecureData *key,
-                                                                const SSSecureData *salt,
-                                                                std::int32_t rounds)
+                                                                       const SSSecureData *salt,
+                                                                       std::int32_t rounds)
 {
     if (rounds < 1) {
         SSLog(1, SSMessageType::Error, "Iterations count is invalid: %d.", rounds);
@@ -62,9 +62,9 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calculatePBKDF2WithKey(const SSS
     return SSSecureData::dataWithMutableSecureData(derived.get());
 }
 
-std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2WithUser(const std::optional<QString> &user,
-                                                                 const SSSecureData *password,
-                                                                 std::int32_t iterations)
+std::shared_ptr<SSSecureData>
+SSSecurityHelper::calculateMsCash2WithUser(const std::optional<QString> &user,
+                                           const SSSecureData *password, std::int32_t iterations)
 {
     const qsizetype userLength = user ? user->size() : 0;
     if (userLength < 1 || userLength > maximumUserLength) {
@@ -95,9 +95,9 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::calculateMsCash2WithUser(const s
 }
 
 std::shared_ptr<SSSecureData> SSSecurityHelper::calcHashWithUser(const std::optional<QString> &user,
-                                                         const SSSecureData *password,
-                                                         std::uint32_t random,
-                                                         const SSSecureData *key)
+                                                                 const SSSecureData *password,
+                                                                 std::uint32_t random,
+                                                                 const SSSecureData *key)
 {
     if (!user || user->isEmpty()) {
         SSLog(1, SSMessageType::Error, "CalcHashWithUser: User name is empty.");

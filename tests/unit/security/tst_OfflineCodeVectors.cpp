@@ -99,7 +99,8 @@ private Q_SLOTS:
             const auto key = secureHex(text(entry, "key"));
             const quint32 rid = number(entry[QLatin1String("rid")]);
             quint32 random = ~expectedRandom;
-            QCOMPARE(hex(SSSecurityHelper::generateRequestCodeDataWithComputerRID(rid, key.get(), &random)),
+            QCOMPARE(hex(SSSecurityHelper::generateRequestCodeDataWithComputerRID(rid, key.get(),
+                                                                                  &random)),
                      text(entry, "bytes"));
             QCOMPARE(random, expectedRandom);
             QCOMPARE(SSSecurityHelper::generateRequestCodeWithComputerRID(rid, key.get(), nullptr),
@@ -135,9 +136,9 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         forEachCase("pbkdf2", [](const QJsonValue &entry) {
-            QCOMPARE(hex(SSSecurityHelper::calculatePBKDF2WithKey(secureHex(text(entry, "key")).get(),
-                                                           secureHex(text(entry, "salt")).get(),
-                                                           entry[QLatin1String("rounds")].toInt())),
+            QCOMPARE(hex(SSSecurityHelper::calculatePBKDF2WithKey(
+                         secureHex(text(entry, "key")).get(), secureHex(text(entry, "salt")).get(),
+                         entry[QLatin1String("rounds")].toInt())),
                      text(entry, "derived"));
         });
     }
@@ -148,8 +149,8 @@ private Q_SLOTS:
         OfflinePlatform fake;
         forEachCase("first_round", [](const QJsonValue &entry) {
             QCOMPARE(
-                hex(SSSecurityHelper::calculatePBKDF2WithKey(secureHex(text(entry, "key")).get(),
-                                                      secureHex(text(entry, "salt")).get(), 1)),
+                hex(SSSecurityHelper::calculatePBKDF2WithKey(
+                    secureHex(text(entry, "key")).get(), secureHex(text(entry, "salt")).get(), 1)),
                 text(entry, "derived"));
         });
     }

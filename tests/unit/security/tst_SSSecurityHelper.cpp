@@ -17,7 +17,8 @@ private Q_SLOTS:
     {
         OfflinePlatform fake; // draws 01 02 03 04
         quint32 random = 0;
-        const auto code = SSSecurityHelper::generateRequestCodeDataWithComputerRID(1, sessionKey().get(), &random);
+        const auto code = SSSecurityHelper::generateRequestCodeDataWithComputerRID(
+            1, sessionKey().get(), &random);
         QVERIFY(code);
         QCOMPARE(code->length(), std::size_t{20});
         QCOMPARE(random, 0x04030201U);
@@ -27,7 +28,8 @@ private Q_SLOTS:
     void aRequestNeedsNoPlaceForTheRandomNumber()
     {
         OfflinePlatform fake;
-        const auto text = SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr);
+        const auto text =
+            SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr);
         QVERIFY(text);
         QCOMPARE(text->size(), 39);
         QVERIFY(text->startsWith(QStringLiteral("AEBA-GBAA-AABA-GB")));
@@ -38,8 +40,10 @@ private Q_SLOTS:
         OfflinePlatform fake;
         quint32 first = 0;
         quint32 second = 0;
-        const auto one = SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &first);
-        const auto two = SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &second);
+        const auto one =
+            SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &first);
+        const auto two =
+            SSSecurityHelper::generateRequestCodeWithComputerRID(7, sessionKey().get(), &second);
         QVERIFY(one && two && *one != *two);
         QCOMPARE(second, 0x08070605U);
     }
@@ -86,7 +90,8 @@ private Q_SLOTS:
         OfflinePlatform fake;
         fake.cryptography->status = -50;
         quint32 random = 77;
-        QVERIFY(!SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), &random));
+        QVERIFY(
+            !SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), &random));
         QCOMPARE(fake.log->lines(), error("Unable generate request code. Unable generate random "
                                           "number. error: -50"));
         QCOMPARE(random, 77U);
@@ -96,7 +101,8 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         fake.cryptography->computationStatus = -4398;
-        QVERIFY(!SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr));
+        QVERIFY(
+            !SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr));
         QCOMPARE(fake.log->lines(),
                  error("Unable generate request code. Unable calculate HMAC. error: -4398"));
     }
@@ -178,7 +184,8 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         quint32 random = 0;
-        const auto text = SSSecurityHelper::generateRequestCodeWithComputerRID(1105, sessionKey().get(), &random);
+        const auto text =
+            SSSecurityHelper::generateRequestCodeWithComputerRID(1105, sessionKey().get(), &random);
         QVERIFY(!SSSecurityHelper::parseResponseCode(text, random));
     }
 
@@ -189,8 +196,8 @@ private Q_SLOTS:
         OfflinePlatform fake;
         for (const qint32 rounds : {0, -1, std::numeric_limits<qint32>::min()}) {
             fake.log->clear();
-            QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(), secure("salt").get(),
-                                                       rounds));
+            QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(),
+                                                              secure("salt").get(), rounds));
             QCOMPARE(fake.log->lines(),
                      error(QStringLiteral("Iterations count is invalid: %1.").arg(rounds)));
         }
@@ -200,7 +207,8 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         fake.cryptography->computationStatus = -4398;
-        QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(), secure("salt").get(), 1));
+        QVERIFY(!SSSecurityHelper::calculatePBKDF2WithKey(secure("key").get(), secure("salt").get(),
+                                                          1));
         QCOMPARE(fake.log->lines(), error("Unable calculate PBKDF2. error: -4398"));
         fake.log->clear();
         QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(user(), secure("").get(), 1));
@@ -221,13 +229,13 @@ private Q_SLOTS:
         const auto password = secure("");
         QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(std::nullopt, password.get(), 1));
         QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(QString(), password.get(), 1));
-        QVERIFY(
-            !SSSecurityHelper::calculateMsCash2WithUser(QString(257, QLatin1Char('x')), password.get(), 1));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(QString(257, QLatin1Char('x')),
+                                                            password.get(), 1));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 0.") +
                                         error("User UPN name size is incorrect: 0.") +
                                         error("User UPN name size is incorrect: 257."));
-        const auto longest =
-            SSSecurityHelper::calculateMsCash2WithUser(QString(256, QLatin1Char('x')), password.get(), 1);
+        const auto longest = SSSecurityHelper::calculateMsCash2WithUser(
+            QString(256, QLatin1Char('x')), password.get(), 1);
         QVERIFY(longest);
         QCOMPARE(longest->length(), std::size_t{16});
     }
@@ -238,8 +246,8 @@ private Q_SLOTS:
         OfflinePlatform fake;
         const QString key = QStringLiteral("\U0001F511");
         QVERIFY(SSSecurityHelper::calculateMsCash2WithUser(key.repeated(128), nullptr, 1));
-        QVERIFY(
-            !SSSecurityHelper::calculateMsCash2WithUser(key.repeated(128) + QLatin1Char('x'), nullptr, 1));
+        QVERIFY(!SSSecurityHelper::calculateMsCash2WithUser(key.repeated(128) + QLatin1Char('x'),
+                                                            nullptr, 1));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 257."));
     }
 
@@ -247,17 +255,18 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         const auto password = secure("p");
-        QCOMPARE(
-            hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("JDoe@CORP"), password.get(), 3)),
-            hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("jdoe@corp"), password.get(),
-                                                   3)));
+        QCOMPARE(hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("JDoe@CORP"),
+                                                                password.get(), 3)),
+                 hex(SSSecurityHelper::calculateMsCash2WithUser(QStringLiteral("jdoe@corp"),
+                                                                password.get(), 3)));
     }
 
     void aResetHashNeedsAUserName()
     {
         OfflinePlatform fake;
         QVERIFY(!SSSecurityHelper::calcHashWithUser(std::nullopt, secure("p").get(), 1, nullptr));
-        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(), secure("p").get(), 1, sessionKey().get()));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(), secure("p").get(), 1,
+                                                    sessionKey().get()));
         QCOMPARE(fake.log->lines(), error("CalcHashWithUser: User name is empty.") +
                                         error("CalcHashWithUser: User name is empty."));
     }
@@ -266,7 +275,8 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         QVERIFY(!SSSecurityHelper::calcHashWithUser(user(), secure("p").get(), 1, nullptr));
-        QVERIFY(!SSSecurityHelper::calcHashWithUser(user(), secure("p").get(), 1, secure("").get()));
+        QVERIFY(
+            !SSSecurityHelper::calcHashWithUser(user(), secure("p").get(), 1, secure("").get()));
         QCOMPARE(fake.log->lines(), error("CalcHashWithUser: Session key is empty.") +
                                         error("CalcHashWithUser: Session key is empty."));
     }
@@ -274,8 +284,8 @@ private Q_SLOTS:
     void aResetHashOfATooLongUserNameIsRefusedOnce()
     {
         OfflinePlatform fake;
-        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(257, QLatin1Char('x')), secure("p").get(), 1,
-                                            sessionKey().get()));
+        QVERIFY(!SSSecurityHelper::calcHashWithUser(QString(257, QLatin1Char('x')),
+                                                    secure("p").get(), 1, sessionKey().get()));
         QCOMPARE(fake.log->lines(), error("User UPN name size is incorrect: 257."));
     }
 

@@ -218,7 +218,8 @@ private Q_SLOTS:
         auto key = unmasked(m_maskedKey);
         bool done = false;
         const Aftermath aftermath([&] {
-            done = SSSecurityHelper::generateRequestCodeWithComputerRID(1105, key.get(), nullptr).has_value();
+            done = SSSecurityHelper::generateRequestCodeWithComputerRID(1105, key.get(), nullptr)
+                       .has_value();
         });
         QVERIFY(done);
         key.reset();
@@ -278,7 +279,8 @@ private Q_SLOTS:
         const QString user = QStringLiteral("jdoe@corp.example.test");
         bool done = false;
         const Aftermath aftermath([&] {
-            done = SSSecurityHelper::calcHashWithUser(user, password.get(), 7, key.get()) != nullptr;
+            done =
+                SSSecurityHelper::calcHashWithUser(user, password.get(), 7, key.get()) != nullptr;
         });
         QVERIFY(done);
         password.reset();
