@@ -70,7 +70,7 @@ int transformed(Direction direction, std::span<const std::byte> key,
         return direction == Direction::Decrypt ? CryptographyStatus::DecodeError
                                                : CryptographyStatus::LibraryError;
     }
-    moved = static_cast<std::size_t>(first + last);
+    moved = static_cast<std::size_t>(first) + static_cast<std::size_t>(last);
     return CryptographyStatus::Success;
 }
 

@@ -67,8 +67,9 @@ std::optional<Id> parsed(const QByteArray &text)
     Id id{};
     unsigned char any = 0;
     for (std::size_t i = 0; i < idLength; ++i) {
-        const auto high = hexDigit(text.at(static_cast<qsizetype>(2 * i)));
-        const auto low = hexDigit(text.at(static_cast<qsizetype>(2 * i + 1)));
+        const char *digits = text.constData() + 2 * i;
+        const auto high = hexDigit(digits[0]);
+        const auto low = hexDigit(digits[1]);
         if (!high || !low)
             return std::nullopt;
         id[i] = static_cast<unsigned char>(*high << 4U | *low);
