@@ -2,7 +2,6 @@
 
 #include <QRandomGenerator>
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -39,12 +38,22 @@ quint32 PropertyListPlaces::hashOf(std::span<const std::byte> bytes)
     quint64 state = secrets[0] ^ bytes.size();
     const std::byte *at = bytes.data();
     std::size_t left = bytes.size();
-    for (; left >= blockSize; left -= blockSize, at += blockSize)
+    for (; left > blockSize; left -= blockSize, at += blockSize)
         state = mixed(eightBytes(at) ^ state, eightBytes(at + 8) ^ secrets[1]);
-    std::array<std::byte, blockSize> last{};
-    if (left > 0)
-        std::memcpy(last.data(), at, left);
-    state = mixed(eightBytes(last.data()) ^ state, eightBytes(last.data() + 8) ^ secrets[2]);
+    // Bytes read twice do no harm; their number is in the state.
+    quint64 first = 0;
+    quint64 last = 0;
+    if (bytes.size() >= blockSize) {
+        first = eightBytes(at + left - blockSize);
+        last = eightBytes(at + left - 8);
+    } else if (left >= 8) {
+        first = eightBytes(at);
+        last = eightBytes(at + left - 8);
+    } else {
+        for (std::size_t i = 0; i < left; ++i)
+            first = first << 8U | static_cast<quint8>(at[i]);
+    }
+    state = mixed(first ^ state, last ^ secrets[2]);
     return static_cast<quint32>(state ^ (state >> 32U));
 }
 
