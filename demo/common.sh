@@ -37,7 +37,12 @@ start_services() {
     sed -e "s|@USER@|$(id -un)|g" -e "s|@URL@|$url|g" "$top/demo/directory.ldif.in" > "$out/directory.ldif"
 }
 
+cache=$out/root/Library/Caches/ZevrikSelfService/com.zevrik.selfservice.plist
+
 start_agent() {
+    # As an installation makes it.
+    mkdir -p "$(dirname "$cache")"
+    : > "$cache"
     "$build/demo/zevrikselfservice-demo" --ldif "$out/directory.ldif" --defaults "$top/demo/defaults.plist" \
         --root "$out/root" --hurry "$hurry" --enrollMenuExtra > "$out/agent.out" 2>&1 &
     agent=$!

@@ -214,7 +214,7 @@ const SSControlCommand &SSControlCommands::offline()
         "sudo zevrikselfservicectl offline request --cached\n"
         "zevrikselfservicectl offline parse --random 67305985\n"
         "zevrikselfservicectl offline dcc2 --user jdoe\n"
-        "sudo zevrikselfservicectl offline hash --user jdoe --random 67305985 --cached --json",
+        "zevrikselfservicectl offline hash --user jdoe --random 67305985 --json",
         fault,
         run,
     };

@@ -2,15 +2,25 @@
 
 #include <QByteArray>
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <string_view>
 
+#include <poll.h>
 #include <string.h>
 #include <termios.h>
 #include <unistd.h>
 
 namespace {
+
+volatile std::sig_atomic_t caughtSignal = 0;
+
+void remember(int number)
+{
+    caughtSignal = number;
+}
 
 void print(std::string_view text)
 {
@@ -23,8 +33,8 @@ void print(std::string_view text)
     }
 }
 
-/// The terminal's echo is off while it lives; a stop or an end by the keyboard waits until then, so
-/// that the terminal is never left silent.
+/// A terminal without an echo while it lives. What would end the process meanwhile is remembered,
+/// and delivered once the terminal is as it was.
 class SilentTerminal
 {
 public:
@@ -33,28 +43,57 @@ public:
         m_isTerminal = tcgetattr(STDIN_FILENO, &m_before) == 0;
         if (!m_isTerminal)
             return;
+        caughtSignal = 0;
+        struct sigaction action = {};
+        action.sa_handler = remember;
+        sigemptyset(&action.sa_mask);
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (const int number : endings)
+            sigaddset(&blocked, number);
+        sigprocmask(SIG_BLOCK, &blocked, &m_maskBefore);
+        for (std::size_t i = 0; i < endings.size(); ++i)
+            sigaction(endings[i], &action, &m_actionsBefore[i]);
         termios silent = m_before;
-        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(STDIN_FILENO, TCSAFLUSH, &silent);
     }
     ~SilentTerminal()
     {
-        if (m_isTerminal)
-            tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
+        if (!m_isTerminal)
+            return;
+        tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
+        for (std::size_t i = 0; i < endings.size(); ++i)
+            sigaction(endings[i], &m_actionsBefore[i], nullptr);
+        if (caughtSignal != 0)
+            raise(caughtSignal);
+        sigprocmask(SIG_SETMASK, &m_maskBefore, nullptr);
     }
     SilentTerminal(const SilentTerminal &) = delete;
     SilentTerminal &operator=(const SilentTerminal &) = delete;
 
     [[nodiscard]] bool isTerminal() const { return m_isTerminal; }
 
+    /// Waits for input; false when a signal came first.
+    [[nodiscard]] bool wait() const
+    {
+        if (!m_isTerminal)
+            return true;
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (caughtSignal == 0 && ppoll(&input, 1, nullptr, &m_maskBefore) < 0 && errno == EINTR)
+            ;
+        return caughtSignal == 0;
+    }
+
 private:
+    static constexpr std::array endings{SIGINT, SIGQUIT, SIGTERM, SIGHUP};
     termios m_before{};
+    sigset_t m_maskBefore{};
+    std::array<struct sigaction, endings.size()> m_actionsBefore{};
     bool m_isTerminal = false;
 };
 
-constexpr char interrupt = '\x03'; // Control-C, which is a character while signals are off
-
-Result<std::size_t, QString> readBytes(std::span<std::byte> line, bool isTerminal)
+Result<std::size_t, QString> readBytes(std::span<std::byte> line, const SilentTerminal &terminal)
 {
     std::size_t length = 0;
     bool isTooLong = false;
@@ -64,6 +103,8 @@ Result<std::size_t, QString> readBytes(std::span<std::byte> line, bool isTermina
         return Failure{text};
     };
     for (;;) {
+        if (!terminal.wait())
+            return failed(QStringLiteral("interrupted"));
         char c = 0;
         const ssize_t count = read(STDIN_FILENO, &c, 1);
         if (count < 0 && errno == EINTR)
@@ -74,8 +115,6 @@ Result<std::size_t, QString> readBytes(std::span<std::byte> line, bool isTermina
             isAny = isAny || count > 0;
             break;
         }
-        if (isTerminal && c == interrupt)
-            return failed(QStringLiteral("interrupted"));
         isAny = true;
         if (length < line.size())
             line[length++] = static_cast<std::byte>(c);
@@ -97,7 +136,7 @@ Result<std::size_t, QString> LinuxSecretInput::readLine(const QString &prompt,
     const SilentTerminal terminal;
     if (terminal.isTerminal())
         print(prompt.toLocal8Bit().toStdString());
-    auto length = readBytes(line, terminal.isTerminal());
+    auto length = readBytes(line, terminal);
     if (terminal.isTerminal())
         print("\n");
     return length;

@@ -145,11 +145,16 @@ def make_account():
         folder.mkdir(parents=True)
     runtime.chmod(0o700)
     (preferences / "com.zevrik.selfservice.plist").write_bytes(plistlib.dumps({"LogLevel": 2}))
+    browser = HOME / "browser"
+    # Each start is one of its own: another process of the same profile would be asked to show the page.
+    browser.write_text(
+        "#!/bin/sh\nexec chromium --headless --no-sandbox --disable-gpu --disable-background-networking "
+        "--no-first-run --disable-component-update --disable-sync --remote-debugging-port=0 "
+        f'--user-data-dir="$(mktemp -d {HOME}/browser.XXXXXX)" "$1"\n')
+    browser.chmod(0o755)
     (applications / "e2e-browser.desktop").write_text(
-        "[Desktop Entry]\nType=Application\nName=Browser\n"
-        f"Exec=chromium --headless --no-sandbox --disable-gpu --disable-background-networking "
-        f"--no-first-run --disable-component-update --disable-sync --user-data-dir={HOME}/browser "
-        "--remote-debugging-port=0 %u\nMimeType=x-scheme-handler/http;\n")
+        f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\n"
+        "MimeType=x-scheme-handler/http;\n")
     (HOME / ".config/mimeapps.list").write_text(
         "[Default Applications]\nx-scheme-handler/http=e2e-browser.desktop\n")
     subprocess.run(["chown", "-R", f"{UID}:{UID}", HOME], check=True)

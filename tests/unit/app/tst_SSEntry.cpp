@@ -76,16 +76,30 @@ private Q_SLOTS:
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments, diagnostics), 0);
         sink(1, DiagnosticType::Debug, QStringLiteral("late"));
-        QCOMPARE(
-            f.fake.log->lines(),
-            (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
-                         QStringLiteral("[Error]: early %@"), QStringLiteral("[Debug]: late")}));
+        QCOMPARE(f.fake.log->lines().first(2),
+                 (QStringList{QStringLiteral("[Info]: macOS Test System 1 (Linux 6.1)"),
+                              QStringLiteral("[Error]: early %@")}));
+        QCOMPARE(f.fake.log->lines().last(), QStringLiteral("[Debug]: late"));
+        QVERIFY(!f.fake.log->lines().contains(QStringLiteral("[Info]: detail")));
+    }
+
+    void thePlainRoleOpensThePageAndEnds()
+    {
+        EnrollFixture f;
+        f.set(u"WinlogonResetPassword.WebUiUrl", QStringLiteral("https://host/reset"));
+        f.fillDirectory();
+        const std::vector<const char *> arguments{"program"};
+        QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
+        QCOMPARE(f.fake.workspace->opened, QStringList{QStringLiteral("https://host/reset")});
+        QVERIFY(f.terminated());
+        QVERIFY(f.fake.alerts->shown.isEmpty());
+        QVERIFY(f.fake.notificationCenter->everDelivered.isEmpty());
     }
 
     void thePlainRoleSaysThatNothingIsConfigured()
     {
         EnrollFixture f;
-        f.fillDirectory();
+        f.setDirectoryFails(true);
         const std::vector<const char *> arguments{"program"};
         QCOMPARE(SSEntry::run(arguments, SSDiagnosticLog()), 0);
         QCOMPARE(f.fake.alerts->shown.size(), 1);

@@ -55,8 +55,8 @@ void forEachCase(const char *list, const Check &check)
 {
     int count = 0;
     for (const char *file :
-         {"../../data/offline_codes.json", "../../data/offline_generated.json"}) {
-        QFile json(QFINDTESTDATA(file));
+         {SS_TEST_DATA "/offline_codes.json", SS_TEST_DATA "/offline_generated.json"}) {
+        QFile json(QString::fromUtf8(file));
         QVERIFY2(json.open(QIODevice::ReadOnly), file);
         const auto cases =
             QJsonDocument::fromJson(json.readAll()).object().value(QLatin1String(list)).toArray();
