@@ -155,7 +155,7 @@ private:
             QString text;
             if (!readText(static_cast<Kind>(marker >> 4U), position, text))
                 return false;
-            result = QVariant(std::move(text));
+            result = text;
             return true;
         }
         case Kind::Array:
