@@ -336,6 +336,13 @@ def alert_window(probe):
                                       "^Self-Service Password Reset$").stdout.split())[-1]
 
 
+def magenta(window):
+    """How many pixels of the window have the colour that no theme has."""
+    told = run("convert", f"x:{window}", "-fill", "black", "+opaque", "#ff00ff", "-fill", "white",
+               "-opaque", "#ff00ff", "-format", "%[fx:round(mean*w*h)]", "info:")
+    return int(told.stdout) if told.returncode == 0 else -1
+
+
 def case_alert():
     start_display()
     for name, key in (("answered", "Return"), ("escaped", "Escape")):
@@ -344,6 +351,21 @@ def case_alert():
         run("xdotool", "windowfocus", "--sync", window)
         run("xdotool", "key", key)
         probe.expect("response 1000")
+    # openbox closes the focused window at Alt-F4, as it does at the button of the frame.
+    probe = Probe(PROBE, "alert")
+    window = alert_window(probe)
+    until("the alert without an icon of its own", lambda: magenta(window) == 0)
+    run("xdotool", "windowactivate", "--sync", window)
+    run("xdotool", "key", "alt+F4")
+    probe.expect("response 1000")
+    # The icon that was given is shown in its place, 64 pixels wide and high, as the window has it.
+    probe = Probe(PROBE, "alert-with-icon")
+    window = alert_window(probe)
+    until("the given icon", lambda: magenta(window) == 64 * 64)
+    screenshot("alert-icon")
+    run("xdotool", "windowfocus", "--sync", window)
+    run("xdotool", "key", "Return")
+    probe.expect("response 1000")
     probe = Probe(PROBE, "alert")
     alert_window(probe)
     screenshot("alert")
