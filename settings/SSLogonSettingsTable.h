@@ -78,6 +78,8 @@ struct SSLogonSettings::Table
     static constexpr Row::ProgressLine ProgressAtLevel1(const char *text) { return {text, 1}; }
 
     static const std::array<Row, rowCount> rows;
+    /// The key of one of the rows, without making a text of it every time.
+    [[nodiscard]] static const QString &keyOf(const Row &row);
 
     /// The rows by their places in one walk. Does not compile when a place is taken twice or left
     /// out.
