@@ -69,6 +69,11 @@ OpenSslRsaPublicKey::make(const RsaPublicNumbers &numbers, unsigned bits)
                                              .arg(BN_num_bits(modulus.get()))
                                              .arg(bits)}};
     }
+    // A product of two primes is odd; the library finds out only when it computes.
+    if (!BN_is_odd(modulus.get())) {
+        return Failure{CryptographyError{CryptographyStatus::ParameterError,
+                                         QStringLiteral("The key's modulus is even.")}};
+    }
     // With an exponent of 1 the block that goes out is the padded secret itself.
     if (!BN_is_odd(exponent.get()) || BN_is_one(exponent.get())) {
         return Failure{CryptographyError{CryptographyStatus::ParameterError,
