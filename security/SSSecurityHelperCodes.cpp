@@ -101,8 +101,6 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithCompu
               randomStatus);
         return nullptr;
     }
-    if (random)
-        *random = littleEndian(bytes);
     bytes[4] = bytes[0] ^ std::byte{1};
     for (std::size_t i = 0; i < 4; ++i)
         bytes[5 + i] = static_cast<std::byte>(computerRID >> 8U * i & 0xffU) ^ bytes[i];
@@ -118,6 +116,8 @@ std::shared_ptr<SSSecureData> SSSecurityHelper::generateRequestCodeDataWithCompu
     }
     std::copy_n(authenticator->data().begin(), authenticatorLength, bytes.begin() + plainLength);
     std::ranges::copy(requestCheckBytes(bytes), bytes.begin() + checkedLength);
+    if (random)
+        *random = littleEndian(bytes);
     return SSSecureData::dataWithMutableSecureData(code.get());
 }
 

@@ -79,8 +79,9 @@ void addCommon(Platform &platform, const PlatformOptions &options)
                             : LinuxUserDefaults::forUser(applicationIdentifier(),
                                                          options.rootPrefix, options.diagnostics);
     platform.memory = std::make_shared<LinuxMemoryProtection>(options.diagnostics);
-    platform.cryptography = std::make_shared<LinuxCryptography>(options.diagnostics);
-    platform.publicKeys = std::make_shared<LinuxPublicKeyService>();
+    const auto selfTest = std::make_shared<SelfTest>(options.diagnostics);
+    platform.cryptography = std::make_shared<LinuxCryptography>(selfTest);
+    platform.publicKeys = std::make_shared<LinuxPublicKeyService>(selfTest);
     platform.machineIdentity =
         std::make_shared<LinuxMachineIdentity>(options.rootPrefix, options.diagnostics);
     const DirectorySettings settings =

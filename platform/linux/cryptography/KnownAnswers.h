@@ -1,6 +1,6 @@
 #pragma once
 
-/// A short self-test of what the adapter computes, against published answers.
+/// A short self-test of what the adapter computes, against answers that others worked out.
 namespace KnownAnswers {
 
 /// The name of the first computation that gives a wrong answer; null when all are right.

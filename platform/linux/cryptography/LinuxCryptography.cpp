@@ -1,6 +1,5 @@
 #include "platform/linux/cryptography/LinuxCryptography.h"
 
-#include "platform/linux/cryptography/KnownAnswers.h"
 #include "platform/linux/cryptography/NettleMd4.h"
 #include "platform/linux/cryptography/OpenSslCipher.h"
 #include "platform/linux/cryptography/OpenSslDigests.h"
@@ -11,8 +10,8 @@
 
 #include <sys/random.h>
 
-LinuxCryptography::LinuxCryptography(DiagnosticSink diagnostics)
-    : m_diagnostics(std::move(diagnostics))
+LinuxCryptography::LinuxCryptography(std::shared_ptr<SelfTest> selfTest)
+    : m_selfTest(std::move(selfTest))
 {
 }
 
@@ -31,25 +30,11 @@ int LinuxCryptography::randomBytes(std::span<std::byte> bytes)
     return CryptographyStatus::Success;
 }
 
-bool LinuxCryptography::works()
-{
-    std::call_once(m_checked, [this] {
-        const char *failed = KnownAnswers::firstWrong();
-        m_works = !failed;
-        if (failed && m_diagnostics) {
-            m_diagnostics(1, DiagnosticType::Error,
-                          QStringLiteral("The self-test of the cryptography failed: %1")
-                              .arg(QLatin1String(failed)));
-        }
-    });
-    return m_works;
-}
-
 int LinuxCryptography::hmacSha512(std::span<const std::byte> key,
                                   std::span<const std::byte> message,
                                   std::span<std::byte, sha512Length> code)
 {
-    if (!works())
+    if (!m_selfTest->passed())
         return CryptographyStatus::SelfTestFailed;
     const StackScrub scrub;
     return OpenSslDigests::hmacSha512(key, message, code);
@@ -58,7 +43,7 @@ int LinuxCryptography::hmacSha512(std::span<const std::byte> key,
 int LinuxCryptography::md4(std::span<const std::byte> message,
                            std::span<std::byte, md4Length> digest)
 {
-    if (!works())
+    if (!m_selfTest->passed())
         return CryptographyStatus::SelfTestFailed;
     const StackScrub scrub;
     nettleMd4(message, digest);
@@ -69,7 +54,7 @@ int LinuxCryptography::pbkdf2HmacSha1(std::span<const std::byte> key,
                                       std::span<const std::byte> salt, int rounds,
                                       std::span<std::byte, sha1Length> derived)
 {
-    if (!works())
+    if (!m_selfTest->passed())
         return CryptographyStatus::SelfTestFailed;
     const StackScrub scrub;
     return OpenSslDigests::pbkdf2HmacSha1(key, salt, rounds, derived);
@@ -81,7 +66,7 @@ int LinuxCryptography::encryptAesCbc(std::span<const std::byte> key,
                                      std::size_t &moved)
 {
     moved = 0;
-    if (!works())
+    if (!m_selfTest->passed())
         return CryptographyStatus::SelfTestFailed;
     const StackScrub scrub;
     return OpenSslCipher::encryptAesCbc(key, vector, plain, output, moved);
@@ -93,7 +78,7 @@ int LinuxCryptography::decryptAesCbc(std::span<const std::byte> key,
                                      std::span<std::byte> output, std::size_t &moved)
 {
     moved = 0;
-    if (!works())
+    if (!m_selfTest->passed())
         return CryptographyStatus::SelfTestFailed;
     const StackScrub scrub;
     return OpenSslCipher::decryptAesCbc(key, vector, ciphered, output, moved);

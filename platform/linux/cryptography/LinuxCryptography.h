@@ -1,16 +1,16 @@
 #pragma once
 
 #include "platform/Cryptography.h"
-#include "platform/Diagnostics.h"
+#include "platform/linux/cryptography/SelfTest.h"
 
-#include <mutex>
+#include <memory>
 
-/// The kernel's generator, OpenSSL, and nettle for MD4. Before the first computation a few known
-/// answers are checked; when one is wrong, every computation is refused.
+/// The kernel's generator, OpenSSL, and nettle for MD4. Before the first computation the self-test
+/// runs; when it fails, every computation is refused, but not the generator, which is the kernel's.
 class LinuxCryptography final : public Cryptography
 {
 public:
-    explicit LinuxCryptography(DiagnosticSink diagnostics = {});
+    explicit LinuxCryptography(std::shared_ptr<SelfTest> selfTest = std::make_shared<SelfTest>());
 
     [[nodiscard]] int randomBytes(std::span<std::byte> bytes) override;
     [[nodiscard]] int hmacSha512(std::span<const std::byte> key, std::span<const std::byte> message,
@@ -30,10 +30,5 @@ public:
                                     std::span<std::byte> output, std::size_t &moved) override;
 
 private:
-    /// Whether the known answers came out right.
-    [[nodiscard]] bool works();
-
-    DiagnosticSink m_diagnostics;
-    std::once_flag m_checked;
-    bool m_works = false;
+    std::shared_ptr<SelfTest> m_selfTest;
 };

@@ -4,6 +4,8 @@
 #include "platform/linux/cryptography/OpenSslRsaPublicKey.h"
 #include "platform/linux/cryptography/RsaPublicKeyDer.h"
 
+#include <utility>
+
 namespace {
 
 CryptographyError derError()
@@ -39,6 +41,11 @@ public:
 
 } // namespace
 
+LinuxPublicKeyService::LinuxPublicKeyService(std::shared_ptr<SelfTest> selfTest)
+    : m_selfTest(std::move(selfTest))
+{
+}
+
 Result<std::unique_ptr<Asn1Coder>, CryptographyError> LinuxPublicKeyService::createAsn1Coder()
 {
     return std::unique_ptr<Asn1Coder>(std::make_unique<OpenSslAsn1Coder>());
@@ -50,5 +57,12 @@ LinuxPublicKeyService::createRsaPublicKey(std::span<const std::byte> der, unsign
     const auto numbers = RsaPublicKeyDer::decoded(der);
     if (!numbers)
         return Failure{derError()};
-    return OpenSslRsaPublicKey::make(*numbers, bits);
+    if (!m_selfTest->passed()) {
+        return Failure{CryptographyError{CryptographyStatus::SelfTestFailed,
+                                         QStringLiteral("The cryptography does not work.")}};
+    }
+    auto key = OpenSslRsaPublicKey::make(*numbers, bits);
+    if (!key.ok())
+        return Failure{key.error()};
+    return std::unique_ptr<RsaPublicKey>(std::move(key).value());
 }

@@ -56,7 +56,7 @@ void OpenSslRsaPublicKey::FreeKey::operator()(EVP_PKEY *key) const
 
 OpenSslRsaPublicKey::OpenSslRsaPublicKey(Key key) : m_key(std::move(key)) {}
 
-Result<std::unique_ptr<RsaPublicKey>, CryptographyError>
+Result<std::unique_ptr<OpenSslRsaPublicKey>, CryptographyError>
 OpenSslRsaPublicKey::make(const RsaPublicNumbers &numbers, unsigned bits)
 {
     const Number modulus = numberFrom(numbers.modulus);
@@ -68,6 +68,11 @@ OpenSslRsaPublicKey::make(const RsaPublicNumbers &numbers, unsigned bits)
                                          QStringLiteral("The key has %1 bits instead of %2.")
                                              .arg(BN_num_bits(modulus.get()))
                                              .arg(bits)}};
+    }
+    // A product of two primes is odd; the library finds out only when it computes.
+    if (!BN_is_odd(modulus.get())) {
+        return Failure{CryptographyError{CryptographyStatus::ParameterError,
+                                         QStringLiteral("The key's modulus is even.")}};
     }
     // With an exponent of 1 the block that goes out is the padded secret itself.
     if (!BN_is_odd(exponent.get()) || BN_is_one(exponent.get())) {
@@ -89,7 +94,7 @@ OpenSslRsaPublicKey::make(const RsaPublicNumbers &numbers, unsigned bits)
         EVP_PKEY_free(key);
         return failure("The key cannot be made.");
     }
-    return std::unique_ptr<RsaPublicKey>(std::make_unique<OpenSslRsaPublicKey>(Key(key)));
+    return std::make_unique<OpenSslRsaPublicKey>(Key(key));
 }
 
 std::size_t OpenSslRsaPublicKey::blockLength() const
@@ -101,6 +106,19 @@ Result<std::size_t, CryptographyError>
 OpenSslRsaPublicKey::encryptPkcs1(std::span<const std::byte> plain,
                                   std::span<std::byte> output) const
 {
+    return encrypted(RSA_PKCS1_PADDING, plain, output);
+}
+
+Result<std::size_t, CryptographyError>
+OpenSslRsaPublicKey::encryptRaw(std::span<const std::byte> block, std::span<std::byte> output) const
+{
+    return encrypted(RSA_NO_PADDING, block, output);
+}
+
+Result<std::size_t, CryptographyError>
+OpenSslRsaPublicKey::encrypted(int padding, std::span<const std::byte> plain,
+                               std::span<std::byte> output) const
+{
     if (output.size() < blockLength()) {
         return Failure{CryptographyError{CryptographyStatus::BufferTooSmall,
                                          QStringLiteral("The buffer is shorter than a block.")}};
@@ -109,7 +127,7 @@ OpenSslRsaPublicKey::encryptPkcs1(std::span<const std::byte> plain,
     const Context context(EVP_PKEY_CTX_new(m_key.get(), nullptr));
     std::size_t length = output.size();
     if (!context || EVP_PKEY_encrypt_init(context.get()) != 1 ||
-        EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_PKCS1_PADDING) != 1 ||
+        EVP_PKEY_CTX_set_rsa_padding(context.get(), padding) != 1 ||
         EVP_PKEY_encrypt(context.get(), reinterpret_cast<unsigned char *>(output.data()), &length,
                          reinterpret_cast<const unsigned char *>(plain.data()),
                          plain.size()) != 1) {

@@ -1,13 +1,17 @@
 #include "platform/linux/machine/LinuxMachineIdentity.h"
 
+#include "platform/Result.h"
+
 #include <QByteArray>
 #include <QUuid>
 
 #include <array>
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include <fcntl.h>
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <sys/stat.h>
@@ -24,26 +28,34 @@ using Id = std::array<unsigned char, idLength>;
 constexpr Id applicationId{0x44, 0x5a, 0x62, 0xe8, 0x2a, 0x85, 0x17, 0x44,
                            0x63, 0xd8, 0x9f, 0x61, 0xd8, 0x8c, 0x07, 0xcd};
 
-/// What stands at the beginning of a regular file; none when it cannot be read.
-std::optional<QByteArray> headOfFile(const QString &path)
+QString systemReason(int error)
+{
+    return QString::fromStdString(std::error_code(error, std::generic_category()).message());
+}
+
+/// What stands at the beginning of a regular file, or why it cannot be read.
+Result<QByteArray, QString> headOfFile(const QString &path)
 {
     const int descriptor =
         ::open(path.toLocal8Bit().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0)
-        return std::nullopt;
-    std::optional<QByteArray> result;
+        return Failure{systemReason(errno)};
+    std::array<char, idTextLength + 2> buffer{};
+    ssize_t count = -1;
     struct stat status = {};
-    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
-        std::array<char, idTextLength + 2> buffer{};
-        ssize_t count = -1;
+    QString reason = QStringLiteral("It is no regular file.");
+    if (::fstat(descriptor, &status) != 0) {
+        reason = systemReason(errno);
+    } else if (S_ISREG(status.st_mode)) {
         do {
             count = ::read(descriptor, buffer.data(), buffer.size());
         } while (count < 0 && errno == EINTR);
-        if (count >= 0)
-            result = QByteArray(buffer.data(), static_cast<qsizetype>(count));
+        reason = systemReason(errno);
     }
     ::close(descriptor);
-    return result;
+    if (count < 0)
+        return Failure{reason};
+    return QByteArray(buffer.data(), static_cast<qsizetype>(count));
 }
 
 std::optional<unsigned> hexDigit(char digit)
@@ -80,6 +92,32 @@ std::optional<Id> parsed(const QByteArray &text)
     return id;
 }
 
+/// The library's oldest error; its queue is emptied, so that no later call takes it for its own.
+QString takeLibraryReason()
+{
+    std::array<char, 256> text{};
+    ERR_error_string_n(ERR_get_error(), text.data(), text.size());
+    ERR_clear_error();
+    return QString::fromUtf8(text.data());
+}
+
+/// The id in its form for this application; none when the library fails.
+std::optional<QString> hashed(const Id &machineId)
+{
+    std::array<unsigned char, EVP_MAX_MD_SIZE> code{};
+    unsigned length = 0;
+    if (!HMAC(EVP_sha256(), machineId.data(), static_cast<int>(machineId.size()),
+              applicationId.data(), applicationId.size(), code.data(), &length) ||
+        length < idLength)
+        return std::nullopt;
+    // A random UUID's version and variant.
+    code[6] = static_cast<unsigned char>((code[6] & 0x0fU) | 0x40U);
+    code[8] = static_cast<unsigned char>((code[8] & 0x3fU) | 0x80U);
+    const auto uuid =
+        QUuid::fromRfc4122(QByteArrayView(code.data(), static_cast<qsizetype>(idLength)));
+    return uuid.toString(QUuid::WithoutBraces).toUpper();
+}
+
 } // namespace
 
 LinuxMachineIdentity::LinuxMachineIdentity(QString rootPrefix, DiagnosticSink diagnostics)
@@ -89,28 +127,40 @@ LinuxMachineIdentity::LinuxMachineIdentity(QString rootPrefix, DiagnosticSink di
 
 std::optional<QString> LinuxMachineIdentity::platformUuid()
 {
+    QStringList faults;
     // The second is the same id on a computer that has D-Bus but not systemd.
     for (const char *place : {"/etc/machine-id", "/var/lib/dbus/machine-id"}) {
-        const auto text = headOfFile(m_rootPrefix + QLatin1String(place));
-        const auto machineId = text ? parsed(*text) : std::nullopt;
-        if (!machineId)
+        const QString path = m_rootPrefix + QLatin1String(place);
+        const auto text = headOfFile(path);
+        if (!text.ok()) {
+            faults.append(
+                QStringLiteral("The machine id in %1 cannot be read: %2").arg(path, text.error()));
             continue;
-        std::array<unsigned char, EVP_MAX_MD_SIZE> code{};
-        unsigned length = 0;
-        if (!HMAC(EVP_sha256(), machineId->data(), static_cast<int>(machineId->size()),
-                  applicationId.data(), applicationId.size(), code.data(), &length) ||
-            length < idLength)
-            break;
-        // A random UUID's version and variant.
-        code[6] = static_cast<unsigned char>((code[6] & 0x0fU) | 0x40U);
-        code[8] = static_cast<unsigned char>((code[8] & 0x3fU) | 0x80U);
-        const auto uuid =
-            QUuid::fromRfc4122(QByteArrayView(code.data(), static_cast<qsizetype>(idLength)));
-        return uuid.toString(QUuid::WithoutBraces).toUpper();
+        }
+        const auto machineId = parsed(text.value());
+        if (!machineId) {
+            faults.append(QStringLiteral("What stands in %1 is no machine id.").arg(path));
+            continue;
+        }
+        if (auto uuid = hashed(*machineId))
+            return uuid;
+        faults = {QStringLiteral("The machine id in %1 cannot be hashed: %2")
+                      .arg(path, takeLibraryReason())};
+        break;
+    }
+    for (const QString &fault : faults)
+        tell(fault);
+    return std::nullopt;
+}
+
+void LinuxMachineIdentity::tell(const QString &fault)
+{
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_told.contains(fault))
+            return;
+        m_told.append(fault);
     }
     if (m_diagnostics)
-        m_diagnostics(1, DiagnosticType::Error,
-                      QStringLiteral("The computer has no machine id in %1/etc/machine-id.")
-                          .arg(m_rootPrefix));
-    return std::nullopt;
+        m_diagnostics(1, DiagnosticType::Error, fault);
 }

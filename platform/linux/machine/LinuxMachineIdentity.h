@@ -3,8 +3,13 @@
 #include "platform/Diagnostics.h"
 #include "platform/MachineIdentity.h"
 
+#include <QStringList>
+
+#include <mutex>
+
 /// The machine id of systemd and D-Bus, in the form that it has for this application alone: the
-/// plain one is not to be shown to others. Read anew at each call.
+/// plain one is not to be shown to others. Read anew at each call; each reason why there is none is
+/// logged once.
 class LinuxMachineIdentity final : public MachineIdentity
 {
 public:
@@ -14,6 +19,10 @@ public:
     [[nodiscard]] std::optional<QString> platformUuid() override;
 
 private:
+    void tell(const QString &fault);
+
     QString m_rootPrefix;
     DiagnosticSink m_diagnostics;
+    std::mutex m_lock;
+    QStringList m_told;
 };

@@ -3,9 +3,11 @@
 #include "platform/linux/cryptography/KnownAnswers.h"
 
 #include <QByteArray>
+#include <QStringList>
 #include <QTest>
 
 #include <array>
+#include <memory>
 #include <vector>
 
 class tst_LinuxCryptography : public QObject
@@ -26,6 +28,57 @@ class tst_LinuxCryptography : public QObject
 
 private Q_SLOTS:
     void theSelfTestPasses() { QVERIFY(!KnownAnswers::firstWrong()); }
+
+    void afterAFailedSelfTestNothingIsComputed()
+    {
+        QStringList lines;
+        LinuxCryptography cryptography(std::make_shared<SelfTest>(
+            [&](unsigned level, DiagnosticType type, const QString &message) {
+                QCOMPARE(level, 1U);
+                QCOMPARE(type, DiagnosticType::Error);
+                lines.append(message);
+            },
+            [] { return "PBKDF2"; }));
+        const QByteArray key(32, 'k');
+        const std::array<std::byte, 16> vector{};
+        std::array<std::byte, 64> output{};
+        const std::span room(output);
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(cryptography.hmacSha512(bytes(key), bytes("m"), output), -4399);
+            QCOMPARE(cryptography.md4(bytes("m"), room.first<16>()), -4399);
+            QCOMPARE(cryptography.pbkdf2HmacSha1(bytes(key), bytes("s"), 1, room.first<20>()),
+                     -4399);
+            std::size_t moved = 99;
+            QCOMPARE(cryptography.encryptAesCbc(bytes(key), vector, bytes("m"), room, moved),
+                     -4399);
+            QCOMPARE(moved, std::size_t{0});
+            moved = 99;
+            QCOMPARE(cryptography.decryptAesCbc(bytes(key), vector, bytes(QByteArray(16, 'x')),
+                                                room, moved),
+                     -4399);
+            QCOMPARE(moved, std::size_t{0});
+        }
+        QCOMPARE(output, (std::array<std::byte, 64>{}));
+        QCOMPARE(lines,
+                 QStringList{QStringLiteral("The self-test of the cryptography failed: PBKDF2")});
+        // The generator is the kernel's.
+        QCOMPARE(cryptography.randomBytes(output), 0);
+        QVERIFY(output != (std::array<std::byte, 64>{}));
+    }
+
+    void theSelfTestRunsOnceForAllThatShareIt()
+    {
+        static int runs = 0;
+        const auto selfTest = std::make_shared<SelfTest>(DiagnosticSink(), []() -> const char * {
+            ++runs;
+            return nullptr;
+        });
+        QVERIFY(selfTest->passed());
+        std::array<std::byte, 16> digest{};
+        QCOMPARE(LinuxCryptography(selfTest).md4(bytes("m"), digest), 0);
+        QCOMPARE(LinuxCryptography(selfTest).md4(bytes("m"), digest), 0);
+        QCOMPARE(runs, 1);
+    }
 
     // RFC 1320, A.5.
     void md4_data()

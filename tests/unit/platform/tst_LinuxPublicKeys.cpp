@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QTest>
 
+#include <memory>
 #include <utility>
 
 class tst_LinuxPublicKeys : public QObject
@@ -95,6 +96,23 @@ private Q_SLOTS:
         QVERIFY(!keyOf("01", 2048));
         QVERIFY(!keyOf("02", 2048));
         QVERIFY(!service.createRsaPublicKey(bytes("no DER"), 2048).ok());
+    }
+
+    void afterAFailedSelfTestThereIsNoKey()
+    {
+        int lines = 0;
+        const auto selfTest = std::make_shared<SelfTest>(
+            [&](unsigned, DiagnosticType, const QString &) { ++lines; }, [] { return "RSA"; });
+        LinuxPublicKeyService service(selfTest);
+        const QByteArray modulus = QByteArray("\xc1") + QByteArray(255, '\x35');
+        const auto der = m_coder->encodeRsaPublicKey(bytes(modulus), bytes("\x03"));
+        for (int i = 0; i < 2; ++i) {
+            const auto key = service.createRsaPublicKey(der.value(), 2048);
+            QVERIFY(!key.ok());
+            QCOMPARE(key.error().status, CryptographyStatus::SelfTestFailed);
+            QVERIFY(!key.error().description.isEmpty());
+        }
+        QCOMPARE(lines, 1);
     }
 
     void aShortBufferIsRefused()

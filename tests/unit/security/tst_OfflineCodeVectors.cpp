@@ -167,6 +167,17 @@ private Q_SLOTS:
         QVERIFY(fake.log->lines().isEmpty());
     }
 
+    // By Python, with the user's name lower-cased character by character: its last letter is
+    // U+03C3, not the U+03C2 that the word would end in.
+    void aUserNameIsLowerCasedCharacterByCharacter()
+    {
+        OfflinePlatform fake;
+        QCOMPARE(hex(SSSecurityHelper::calculateMsCash2WithUser(
+                     QStringLiteral("ΟΔΥΣΣΕΥΣ"),
+                     secureHex(QStringLiteral("74006500730074003100")).get(), 10240)),
+                 QStringLiteral("890f2a1a406f1b0a8f166788fa177411"));
+    }
+
     void resetHashes()
     {
         OfflinePlatform fake;

@@ -82,6 +82,23 @@ private Q_SLOTS:
         QCOMPARE(decoded, bytesOf(expected));
     }
 
+    // The text is upper-cased by Unicode's rules before it is read: on purpose, these two letters
+    // outside ASCII count.
+    void decodingReadsLettersWhoseUpperCaseIsInTheAlphabet()
+    {
+        const auto lastByte = [](char16_t letter) {
+            const auto decoded = SSSecure::initWithBase32EncodedString(
+                QStringLiteral("AAAA-AAAA-AAAA-AAAA-AAAA-AAAA-AAAA-AAA") + QChar(letter));
+            return decoded ? std::to_integer<int>(decoded->back()) : -1;
+        };
+        QCOMPARE(lastByte(u'\u0131'), 8);  // dotless i: I
+        QCOMPARE(lastByte(u'\u017F'), 18); // long s: S
+        // An i with a dot, by contrast, is no I.
+        FakePlatform fake;
+        QCOMPARE(lastByte(u'\u0130'), -1);
+        QCOMPARE(fake.log->lines().size(), 1);
+    }
+
     void decodingRefusesTheUndashedForm()
     {
         FakePlatform fake;

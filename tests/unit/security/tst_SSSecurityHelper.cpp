@@ -101,10 +101,12 @@ private Q_SLOTS:
     {
         OfflinePlatform fake;
         fake.cryptography->computationStatus = -4398;
+        quint32 random = 77;
         QVERIFY(
-            !SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), nullptr));
+            !SSSecurityHelper::generateRequestCodeWithComputerRID(1, sessionKey().get(), &random));
         QCOMPARE(fake.log->lines(),
                  error("Unable generate request code. Unable calculate HMAC. error: -4398"));
+        QCOMPARE(random, 77U);
     }
 
     // The response code. The valid one is of offline_codes.json.
