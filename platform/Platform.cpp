@@ -57,7 +57,12 @@ Platform &Platform::current()
 
 bool Platform::isInstalled()
 {
-    return installedPlatform.load(std::memory_order_acquire) != nullptr;
+    return installedOrNull() != nullptr;
+}
+
+Platform *Platform::installedOrNull()
+{
+    return installedPlatform.load(std::memory_order_acquire);
 }
 
 void Platform::install(Platform *platform)

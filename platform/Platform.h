@@ -57,6 +57,9 @@ struct Platform
     /// The installed platform. One must be installed.
     [[nodiscard]] static Platform &current();
     [[nodiscard]] static bool isInstalled();
+    /// The installed platform, null when there is none: asked and got in one step, for what may run
+    /// while another thread uninstalls it.
+    [[nodiscard]] static Platform *installedOrNull();
     /// Makes `platform` the current one, or none for null. The caller keeps it alive meanwhile and
     /// installs it before other threads start.
     static void install(Platform *platform);

@@ -3,8 +3,11 @@
 #include "platform/MemoryProtection.h"
 #include "platform/Platform.h"
 
+#include <QtGlobal>
+
 #include <array>
 #include <bit>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -25,6 +28,7 @@ namespace {
 constexpr std::size_t chunkLength = 65536;
 constexpr std::size_t smallestBlock = 32;
 constexpr std::size_t largestBlock = 8192; ///< a longer one gets pages of its own
+static_assert(smallestBlock % SSSecureMemory::alignment == 0);
 constexpr std::size_t sizeClasses =
     static_cast<std::size_t>(std::countr_zero(largestBlock) - std::countr_zero(smallestBlock)) + 1;
 
@@ -32,7 +36,15 @@ constexpr std::size_t sizeClasses =
 struct FreeBlock
 {
     FreeBlock *next;
+    std::uintptr_t mark; ///< tells a free block from one in use
 };
+static_assert(sizeof(FreeBlock) <= smallestBlock);
+
+/// What no block in use holds, but by a chance that nobody meets.
+std::uintptr_t markOf(const void *block)
+{
+    return reinterpret_cast<std::uintptr_t>(block) ^ std::uintptr_t{0x5afe'b10c'5afe'b10c};
+}
 
 /// Stands at the beginning of a chunk.
 struct alignas(64) Chunk
@@ -57,7 +69,9 @@ constinit Pool pool;
 
 MemoryProtection *protection()
 {
-    return Platform::isInstalled() ? Platform::current().memory.get() : nullptr;
+    // Asked once: the platform may go meanwhile.
+    const Platform *platform = Platform::installedOrNull();
+    return platform ? platform->memory.get() : nullptr;
 }
 
 std::size_t sizeClassOf(std::size_t length)
@@ -115,7 +129,8 @@ void *unusedBlock(std::size_t length)
     }
     std::byte *block = pool.unusedBegin;
     pool.unusedBegin += length;
-    return block;
+    ASAN_UNPOISON_MEMORY_REGION(block, sizeof(FreeBlock));
+    return new (block) FreeBlock{};
 }
 
 void *pooledBlock(std::size_t length)
@@ -127,8 +142,9 @@ void *pooledBlock(std::size_t length)
     if (!free)
         return unusedBlock(blockLength(sizeClass));
     ASAN_UNPOISON_MEMORY_REGION(free, sizeof(FreeBlock));
-    void *block = free;
-    free = free->next;
+    FreeBlock *block = free;
+    free = block->next;
+    block->mark = 0;
     return block;
 }
 
@@ -149,6 +165,7 @@ void *SSSecureMemory::allocate(std::size_t length)
     void *block = pooledBlock(length);
     ++pool.statistics.allocations;
     ++pool.statistics.blocksInUse;
+    ASAN_POISON_MEMORY_REGION(block, blockLength(sizeClassOf(length)));
     ASAN_UNPOISON_MEMORY_REGION(block, length);
     return block;
 }
@@ -157,8 +174,8 @@ void SSSecureMemory::release(void *block, std::size_t length) noexcept
 {
     if (!block)
         return;
-    wipe(block, length);
     if (length > largestBlock) {
+        wipe(block, length);
         if (MemoryProtection *memory = protection())
             memory->unprotect(std::span(static_cast<std::byte *>(block), wholeChunks(length)));
         std::free(block);
@@ -166,10 +183,13 @@ void SSSecureMemory::release(void *block, std::size_t length) noexcept
         --pool.statistics.blocksInUse;
         return;
     }
+    ASAN_UNPOISON_MEMORY_REGION(block, sizeof(FreeBlock));
+    Q_ASSERT_X(static_cast<const FreeBlock *>(block)->mark != markOf(block),
+               "SSSecureMemory::release", "the block has been released before");
+    wipe(block, length);
     const std::size_t sizeClass = sizeClassOf(length);
     const std::lock_guard guard(pool.lock);
-    ASAN_UNPOISON_MEMORY_REGION(block, sizeof(FreeBlock));
-    pool.freeBlocks[sizeClass] = new (block) FreeBlock{pool.freeBlocks[sizeClass]};
+    pool.freeBlocks[sizeClass] = new (block) FreeBlock{pool.freeBlocks[sizeClass], markOf(block)};
     ASAN_POISON_MEMORY_REGION(block, blockLength(sizeClass));
     --pool.statistics.blocksInUse;
 }

@@ -2,17 +2,24 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <new>
 
 /// Storage for secrets: pages of their own, locked in memory where the limit allows and kept out of
 /// core dumps, wiped before a block of them goes back. The pages are kept for later secrets. Any
 /// thread.
 namespace SSSecureMemory {
 
+/// Of every block.
+inline constexpr std::size_t alignment = alignof(std::max_align_t);
+
 /// At least `length` bytes, aligned for any type. Throws std::bad_alloc when memory is short, as
-/// allocators do.
+/// allocators do. Blocks of more than 8192 bytes that were made before a platform was installed
+/// are not protected later; all others are, with the next allocation.
 [[nodiscard]] void *allocate(std::size_t length);
 
-/// Wipes a block that allocate() gave for the same length, and takes it back.
+/// Wipes a block that allocate() gave for the same length, and takes it back; once, which a debug
+/// build checks.
 void release(void *block, std::size_t length) noexcept;
 
 /// Overwrites `length` bytes with zeros by stores that the compiler keeps.
@@ -41,8 +48,12 @@ public:
     {
     }
 
+    static_assert(alignof(Value) <= SSSecureMemory::alignment);
+
     [[nodiscard]] Value *allocate(std::size_t count)
     {
+        if (count > std::numeric_limits<std::size_t>::max() / sizeof(Value))
+            throw std::bad_array_new_length();
         return static_cast<Value *>(SSSecureMemory::allocate(count * sizeof(Value)));
     }
     void deallocate(Value *values, std::size_t count) noexcept

@@ -4,13 +4,26 @@
 #include "security/SSSecureMemory.h"
 #include "tests/support/FakePlatform.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QTest>
 
+#include <array>
+#include <atomic>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char **environ;
 
 namespace {
 
@@ -38,30 +51,90 @@ public:
     std::vector<std::span<std::byte>> unprotectedPages;
 };
 
+/// The kernel's flags of the mapping that an address lies in.
+QList<QByteArray> flagsOf(const void *address)
+{
+    QFile maps(QStringLiteral("/proc/self/smaps"));
+    if (!maps.open(QIODevice::ReadOnly))
+        return {};
+    const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+    bool inside = false;
+    for (const QByteArray &line : maps.readAll().split('\n')) {
+        unsigned long begin = 0;
+        unsigned long end = 0;
+        if (std::sscanf(line.constData(), "%lx-%lx ", &begin, &end) == 2)
+            inside = begin <= wanted && wanted < end;
+        else if (inside && line.startsWith("VmFlags:"))
+            return line.mid(8).simplified().split(' ');
+    }
+    return {};
+}
+
+/// Ends the process when a check fails; what it shows goes to the test's output.
+void require(bool holds, const char *what, const QList<QByteArray> &flags = {})
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "%s; flags: %s\n", what, flags.join(' ').constData());
+    std::_Exit(1);
+}
+
+/// In a process of its own: the first secrets of an ordinary user whose limit of locked memory is
+/// `limit`.
+int secretsWithin(rlim_t limit)
+{
+    const rlimit both{limit, limit};
+    require(::setrlimit(RLIMIT_MEMLOCK, &both) == 0, "the limit cannot be set");
+    require(::geteuid() != 0 || ::setresuid(65534, 65534, 65534) == 0, "root stays root");
+    Platform platform;
+    platform.memory = std::make_shared<LinuxMemoryProtection>(DiagnosticSink());
+    Platform::install(&platform);
+
+    const auto secret = SSMutableSecureData::dataWithLength(100);
+    std::memset(secret->mutableBytes(), 's', 100);
+    const auto flags = flagsOf(secret->mutableBytes());
+    require(flags.contains("dd"), "a secret would be dumped", flags);
+#ifndef SS_MLOCK_DOES_NOTHING
+    require(flags.contains("lo") == (limit > 0), "locked or not, against the limit", flags);
+#endif
+    const auto own = SSMutableSecureData::dataWithLength(100000);
+    std::memset(own->mutableBytes(), 's', 100000);
+    require(flagsOf(own->mutableBytes()).contains("dd"), "a long secret would be dumped");
+    for (const auto &data : {secret, own}) {
+        for (const std::byte byte : data->data())
+            require(byte == static_cast<std::byte>('s'), "a secret is lost");
+    }
+    // The flags are those of an ordinary page without it.
+    const std::vector<char> plain(100000);
+    const auto plainFlags = flagsOf(plain.data());
+    require(!plainFlags.isEmpty() && !plainFlags.contains("dd") && !plainFlags.contains("lo"),
+            "every page is protected", plainFlags);
+    Platform::install(nullptr);
+    return 0;
+}
+
+/// Runs this program anew, with a pool that has no pages yet. Not by QProcess: the clone call that
+/// it makes is one that the thread sanitizer does not survive.
+int statusOfChildWithin(const QByteArray &limit)
+{
+    QByteArray program = QCoreApplication::applicationFilePath().toLocal8Bit();
+    QByteArray option = "--secrets-within";
+    QByteArray text = limit;
+    const std::array<char *, 4> arguments{program.data(), option.data(), text.data(), nullptr};
+    pid_t child = -1;
+    int status = -1;
+    if (::posix_spawn(&child, program.constData(), nullptr, nullptr, arguments.data(), environ) !=
+            0 ||
+        ::waitpid(child, &status, 0) != child)
+        return -1;
+    return status;
+}
+
 } // namespace
 
 class tst_SSSecureMemory : public QObject
 {
     Q_OBJECT
-
-    /// The kernel's flags of the mapping that an address lies in.
-    static QList<QByteArray> flagsOf(const void *address)
-    {
-        QFile maps(QStringLiteral("/proc/self/smaps"));
-        if (!maps.open(QIODevice::ReadOnly))
-            return {};
-        const auto wanted = reinterpret_cast<std::uintptr_t>(address);
-        bool inside = false;
-        for (const QByteArray &line : maps.readAll().split('\n')) {
-            unsigned long begin = 0;
-            unsigned long end = 0;
-            if (std::sscanf(line.constData(), "%lx-%lx ", &begin, &end) == 2)
-                inside = begin <= wanted && wanted < end;
-            else if (inside && line.startsWith("VmFlags:"))
-                return line.mid(8).simplified().split(' ');
-        }
-        return {};
-    }
 
 private Q_SLOTS:
     // First, while the pool has no pages: they come before the platform, and are caught up with.
@@ -116,26 +189,29 @@ private Q_SLOTS:
         QCOMPARE(protection->unprotectedPages[0].size(), std::size_t{131072});
     }
 
-    void thePagesAreLockedAndKeptOutOfCoreDumps()
+    // 64 KiB is the smallest usual limit.
+    void thePagesAreLockedAndKeptOutOfCoreDumps() { QCOMPARE(statusOfChildWithin("65536"), 0); }
+
+    void withoutALimitToLockWithinSecretsAreStillKeptOutOfCoreDumps()
     {
-        FakePlatform fake;
-        fake.platform.memory = std::make_shared<LinuxMemoryProtection>(DiagnosticSink());
-        std::vector<std::shared_ptr<SSMutableSecureData>> kept;
-        // Of a length that no test before this one had, so that they come from new pages.
-        for (int i = 0; i < 40; ++i)
-            kept.push_back(SSMutableSecureData::dataWithLength(8192));
-        const auto flags = flagsOf(kept.back()->mutableBytes());
-        QVERIFY2(flags.contains("dd"), flags.join(' ').constData()); // no dump
-        const auto own = SSMutableSecureData::dataWithLength(100000);
-        QVERIFY(flagsOf(own->mutableBytes()).contains("dd"));
-#ifndef SS_MLOCK_DOES_NOTHING
-        QVERIFY2(flags.contains("lo"), flags.join(' ').constData()); // locked
-        QVERIFY(flagsOf(own->mutableBytes()).contains("lo"));
-#endif
-        // The flags are those of an ordinary page without it.
-        const std::vector<char> plain(100000);
-        QVERIFY(!flagsOf(plain.data()).contains("dd"));
-        QVERIFY(!flagsOf(plain.data()).contains("lo"));
+        QCOMPARE(statusOfChildWithin("0"), 0);
+    }
+
+    void secretsComeAndGoWhileThePlatformDoes()
+    {
+        Platform platform;
+        std::atomic<bool> done = false;
+        std::thread user([&done] {
+            for (int i = 0; i < 2000; ++i)
+                SSSecureMemory::release(SSSecureMemory::allocate(10000), 10000);
+            done = true;
+        });
+        while (!done) {
+            Platform::install(&platform);
+            Platform::install(nullptr);
+        }
+        user.join();
+        QVERIFY(!Platform::installedOrNull());
     }
 
     void blocksAreWipedAndUsedAgain()
@@ -205,10 +281,43 @@ private Q_SLOTS:
 
     void tooMuchIsRefusedAsByAnyAllocator()
     {
+        // Twice as many bytes as there are numbers for would wrap around to few.
+        QVERIFY_THROWS_EXCEPTION(std::bad_array_new_length,
+                                 (void)SSSecureAllocator<char16_t>().allocate(SIZE_MAX / 2 + 2));
         QVERIFY_THROWS_EXCEPTION(std::bad_alloc, (void)SSSecureMemory::allocate(SIZE_MAX));
         SSSecureMemory::release(nullptr, 0);
     }
+
+#ifndef QT_NO_DEBUG
+    void aDoubleReleaseIsCaughtInADebugBuild()
+    {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const rlimit noCore{0, 0};
+            ::setrlimit(RLIMIT_CORE, &noCore);
+            ::signal(SIGABRT, SIG_DFL);
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+            void *block = SSSecureMemory::allocate(40);
+            SSSecureMemory::release(block, 40);
+            void *again = SSSecureMemory::allocate(40);
+            SSSecureMemory::release(again, 40); // the same block, but for the first time
+            SSSecureMemory::release(again, 40);
+            ::_exit(0);
+        }
+        int status = -1;
+        QCOMPARE(::waitpid(child, &status, 0), child);
+        QVERIFY(WIFSIGNALED(status));
+        QCOMPARE(WTERMSIG(status), SIGABRT);
+    }
+#endif
 };
 
-QTEST_GUILESS_MAIN(tst_SSSecureMemory)
+int main(int argc, char **argv)
+{
+    if (argc == 3 && std::strcmp(argv[1], "--secrets-within") == 0)
+        return secretsWithin(std::strtoul(argv[2], nullptr, 10));
+    QCoreApplication application(argc, argv);
+    tst_SSSecureMemory test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_SSSecureMemory.moc"
