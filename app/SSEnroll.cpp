@@ -8,9 +8,11 @@
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
 #include "foundation/SSTargetAction.h"
+#include "foundation/SSUtils.h"
 #include "platform/Application.h"
 #include "platform/Identity.h"
 #include "platform/Platform.h"
+#include "security/SSSecureData.h"
 #include "settings/SSLogonSettings.h"
 #include "settings/SSTraySettings.h"
 
@@ -81,10 +83,29 @@ bool SSEnroll::loadSettings()
     m_settingsPasswordChanged = std::make_unique<SSLogonSettings>();
     m_settingsEnroll->loadFromConnectionPointKeywords(keywords.get());
     m_settingsPasswordChanged->loadFromConnectionPointKeywords(keywords.get());
-    if (!m_settingsPasswordChanged->compare(m_settingsPasswordChangedCached.get(), false))
+    if (!m_settingsPasswordChanged->compare(m_settingsPasswordChangedCached.get(), false)) {
+        keepKeys();
         m_settingsPasswordChanged->save();
+    }
     m_userInfo = std::make_unique<SSUserInfo>(Platform::current().identity->userName());
     return true;
+}
+
+void SSEnroll::keepKeys()
+{
+    // Root writes the key file as well, and the directory knows the public key alone. A session key
+    // belongs to the public key that it was ciphered with.
+    // A process launched by a click has not looked for the cache before.
+    const auto unread = m_notification ? SSLogonSettings::settingsFromCache() : nullptr;
+    const SSLogonSettings *const cached =
+        unread ? unread.get() : m_settingsPasswordChangedCached.get();
+    if (!cached)
+        return;
+    m_settingsPasswordChanged->updateComputerRID(cached->computerRID());
+    if (SSUtils::isEqualEx(m_settingsPasswordChanged->configurationSetPublicKey(),
+                           cached->configurationSetPublicKey())) {
+        m_settingsPasswordChanged->copySessionKeyFromSettings(cached);
+    }
 }
 
 void SSEnroll::loadSettingsAndProcessNotification()

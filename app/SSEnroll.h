@@ -75,6 +75,7 @@ private:
     void processNotification();
     void preprocessEnrollNotification();
     [[nodiscard]] bool loadSettings();
+    void keepKeys();
     void loadSettingsAndProcessNotification();
 
     void startLoadSettingsTimer();

@@ -78,7 +78,7 @@ public:
     [[nodiscard]] static std::unique_ptr<SSLogonSettings>
     initWithSerializedData(const SSSecureData *data);
     /// Settings and key material, the session key enciphered, as one binary property list. Null,
-    /// with a log line, when a text cannot be written.
+    /// with a log line, when a text cannot be written or the key not enciphered.
     [[nodiscard]] std::shared_ptr<SSSecureData> serializedData() const;
 
     /// Writes both files, whole: by a temporary file as root and as the login window's user, in
@@ -92,7 +92,8 @@ public:
 
     /// The values that are there, in the file's order; never empty.
     [[nodiscard]] PropertyListDictionary serialize() const;
-    [[nodiscard]] PropertyListDictionary serializeKeysHashes() const;
+    /// None when the session key cannot be enciphered, so that it is not lost with the old file.
+    [[nodiscard]] std::optional<PropertyListDictionary> serializeKeysHashes() const;
     /// Starts with reset(). False for another version, which leaves it at that.
     bool deserialize(const PropertyListDictionary &dictionary);
     /// Leaves everything but the key material alone.
@@ -130,7 +131,7 @@ private:
     [[nodiscard]] bool isOpen(Gate gate) const;
     [[nodiscard]] SSOptionSource resolve(const Row &row, const SSDefaults &defaults,
                                          const SSConnectionPointKeywords &keywords);
-    void write(const Row &row, PropertyListDictionary &dictionary) const;
+    [[nodiscard]] bool write(const Row &row, PropertyListDictionary &dictionary) const;
     void read(const Row &row, const PropertyListDictionary &dictionary);
     [[nodiscard]] bool isEqual(const Row &row, const SSLogonSettings &other) const;
     [[nodiscard]] QVariant value(const Row &row) const;

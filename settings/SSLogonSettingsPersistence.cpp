@@ -1,5 +1,4 @@
 #include "foundation/SSLogger.h"
-#include "foundation/SSNumberReading.h"
 #include "platform/Identity.h"
 #include "platform/Platform.h"
 #include "platform/PropertyList.h"
@@ -7,19 +6,12 @@
 #include "platform/SystemInformation.h"
 #include "platform/UserDefaultsStore.h"
 #include "security/SSSecureData.h"
-#include "security/SSSecurityHelper.h"
 #include "settings/SSLogonSettings.h"
-#include "settings/SSLogonSettingsTable.h"
-#include "settings/SSOverloaded.h"
+#include "settings/SSLogonSettingsEncoding.h"
 
 #include <utility>
 
-using S = SSLogonSettings;
-
 namespace {
-
-const QString versionKey = QStringLiteral("LoginSettingsVersion");
-constexpr qint64 version = 1;
 
 const QString loginWindowUser = QStringLiteral("_securityagent");
 const QString administrators = QStringLiteral("admin");
@@ -62,28 +54,6 @@ bool correctRights(const QString &path, const SettingsFileAttributes &attributes
     return result.ok();
 }
 
-using Contents = std::shared_ptr<const SettingsFileBytes>;
-
-/// The dictionary of a property list of either form.
-Result<PropertyListDictionary, PropertyListError> dictionaryOf(const PropertyListData &contents)
-{
-    const auto bytes =
-        QByteArray::fromRawData(reinterpret_cast<const char *>(contents.bytes.data()),
-                                static_cast<qsizetype>(contents.bytes.size()));
-    if (bytes.startsWith("bplist"))
-        return readBinaryPropertyListDictionary(contents);
-    const PropertyListResult result = readXmlPropertyList(bytes);
-    if (!result)
-        return Failure{result.error()};
-    if (result.value().typeId() != QMetaType::QVariantMap)
-        return Failure{PropertyListError{QStringLiteral("the top value is no dictionary")}};
-    PropertyListDictionary dictionary;
-    const QVariantMap map = result.value().toMap();
-    for (auto it = map.cbegin(); it != map.cend(); ++it)
-        dictionary.insert(it.key(), it.value());
-    return dictionary;
-}
-
 /// None, with both the message and the cause in the log, when the file cannot be read.
 std::optional<PropertyListDictionary> readFile(const QString &path, SettingsFileTrust trust,
                                                const char *message)
@@ -94,8 +64,10 @@ std::optional<PropertyListDictionary> readFile(const QString &path, SettingsFile
         logCause(file.error());
         return std::nullopt;
     }
-    const auto bytes = std::make_shared<const SettingsFileBytes>(std::move(file).value());
-    auto dictionary = dictionaryOf({*bytes, bytes});
+    SettingsFileBytes contents = std::move(file).value();
+    const auto bytes = SSSecureData::dataWithData(contents);
+    SSSecure::secureFree(contents);
+    auto dictionary = SSLogonSettingsEncoding::decoded({bytes->data(), bytes});
     if (!dictionary) {
         SSLog(1, SSMessageType::Error, message);
         SSLog(1, SSMessageType::Error, "%@: %@", path, dictionary.error().text);
@@ -104,47 +76,7 @@ std::optional<PropertyListDictionary> readFile(const QString &path, SettingsFile
     return std::move(dictionary).value();
 }
 
-bool isSupported(const PropertyListDictionary &dictionary)
-{
-    const QVariant *const value = dictionary.find(versionKey);
-    return value && SSNumberReading::integerValue(*value) == version;
-}
-
-std::optional<QString> textOf(const QVariant *value, const QString &key)
-{
-    if (!value)
-        return std::nullopt;
-    if (value->typeId() != QMetaType::QString) {
-        SSLog(1, SSMessageType::Error, "The value of %@ in the login settings is not a text.", key);
-        return std::nullopt;
-    }
-    return value->toString();
-}
-
-std::shared_ptr<SSSecureData> dataOf(const QVariant *value, const QString &key)
-{
-    if (!value)
-        return nullptr;
-    if (value->typeId() == QMetaType::QByteArray)
-        return SSSecureData::dataWithData(SSSecure::bytes(value->toByteArray()));
-    if (value->metaType() != QMetaType::fromType<PropertyListData>()) {
-        SSLog(1, SSMessageType::Error, "The value of %@ in the login settings is not data.", key);
-        return nullptr;
-    }
-    return SSSecureData::dataWithData(value->value<PropertyListData>().bytes);
-}
-
 } // namespace
-
-const QString &SSLogonSettings::Table::keyOf(const Row &row)
-{
-    static const std::array<QString, rowCount> keys{{
-#define SS_LOGON_SETTING(type, property, key, ...) QStringLiteral(key),
-#include "settings/SSLogonSettings.def"
-#undef SS_LOGON_SETTING
-    }};
-    return keys.at(static_cast<std::size_t>(&row - rows.data()));
-}
 
 QString SSLogonSettings::settingsPath()
 {
@@ -236,7 +168,12 @@ bool SSLogonSettings::saveKeyHashes() const
         SSLog(1, SSMessageType::Error, "Unable get settings hash file name to save it.");
         return false;
     }
-    const auto bytes = writeBinaryPropertyList(serializeKeysHashes());
+    const auto dictionary = serializeKeysHashes();
+    if (!dictionary) {
+        SSLog(1, SSMessageType::Error, "Unable serialize settings hash.");
+        return false;
+    }
+    auto bytes = writeBinaryPropertyList(*dictionary);
     if (!bytes) {
         SSLog(1, SSMessageType::Error, "Unable serialize settings hash. Error: %@",
               bytes.error().text);
@@ -244,6 +181,7 @@ bool SSLogonSettings::saveKeyHashes() const
     }
     const auto written = Platform::current().settingsFiles->writeAtomically(
         path, bytes.value(), {.mode = keyFileMode, .owner = {}, .group = {}});
+    SSSecure::secureFree(bytes.value());
     if (!written) {
         SSLog(1, SSMessageType::Error, "Unable write settings hash to file.");
         logCause(written.error());
@@ -292,131 +230,6 @@ bool SSLogonSettings::loadKeyHashes()
         return false;
     }
     return true;
-}
-
-void SSLogonSettings::write(const Row &row, PropertyListDictionary &dictionary) const
-{
-    const QString &key = Table::keyOf(row);
-    std::visit(SSOverloaded{[&](Boolean S::*field) { dictionary.insert(key, this->*field); },
-                            [&](String S::*field) {
-                                if (const String &text = this->*field)
-                                    dictionary.insert(key, *text);
-                            },
-                            [&](Secure S::*field) {
-                                Secure data = this->*field;
-                                if (data && row.cache == Row::Cache::KeysEnciphered)
-                                    data = SSSecurityHelper::encodeSecureData(data.get());
-                                if (data)
-                                    dictionary.insert(key, PropertyListData{data->data(), data});
-                            },
-                            [&](auto field) { dictionary.insert(key, qlonglong{this->*field}); }},
-               row.field);
-}
-
-void SSLogonSettings::read(const Row &row, const PropertyListDictionary &dictionary)
-{
-    const QString &key = Table::keyOf(row);
-    const QVariant *const found = dictionary.find(key);
-    const auto value = [&] { return found ? *found : QVariant(); };
-    std::visit(SSOverloaded{[&](Boolean S::*field) {
-                                this->*field = row.cache == Row::Cache::SettingsByPresence
-                                                   ? found != nullptr
-                                                   : SSNumberReading::boolValue(value());
-                            },
-                            [&](String S::*field) { this->*field = textOf(found, key); },
-                            [&](Secure S::*field) {
-                                std::shared_ptr<SSSecureData> data = dataOf(found, key);
-                                if (data && row.cache == Row::Cache::KeysEnciphered)
-                                    data = SSSecurityHelper::decodeSecureData(data.get());
-                                this->*field = data;
-                            },
-                            [&](auto field) {
-                                using Number = std::remove_reference_t<decltype(this->*field)>;
-                                this->*field =
-                                    static_cast<Number>(SSNumberReading::integerValue(value()));
-                            }},
-               row.field);
-}
-
-PropertyListDictionary SSLogonSettings::serialize() const
-{
-    PropertyListDictionary dictionary;
-    dictionary.reserve(qsizetype{rowCount} + 1);
-    dictionary.insert(versionKey, version);
-    for (const Row &row : Table::rows) {
-        if (!row.isKeyMaterial())
-            write(row, dictionary);
-    }
-    return dictionary;
-}
-
-PropertyListDictionary SSLogonSettings::serializeKeysHashes() const
-{
-    PropertyListDictionary dictionary{{versionKey, version}};
-    for (const Row &row : Table::rows) {
-        if (row.isKeyMaterial())
-            write(row, dictionary);
-    }
-    return dictionary;
-}
-
-bool SSLogonSettings::deserialize(const PropertyListDictionary &dictionary)
-{
-    reset();
-    if (!isSupported(dictionary))
-        return false;
-    for (const Row &row : Table::rows) {
-        if (!row.isKeyMaterial())
-            read(row, dictionary);
-    }
-    return true;
-}
-
-bool SSLogonSettings::deserializeKeyHashes(const PropertyListDictionary &dictionary)
-{
-    if (!isSupported(dictionary))
-        return false;
-    for (const Row &row : Table::rows) {
-        if (row.isKeyMaterial())
-            read(row, dictionary);
-    }
-    return true;
-}
-
-std::shared_ptr<SSSecureData> SSLogonSettings::serializedData() const
-{
-    PropertyListDictionary dictionary = serializeKeysHashes();
-    dictionary.insert(serialize());
-    const auto bytes = writeBinaryPropertyList(dictionary);
-    if (!bytes) {
-        SSLog(1, SSMessageType::Error, "Unable serialize login settings data. Error:%@",
-              bytes.error().text);
-        return nullptr;
-    }
-    return SSSecureData::dataWithData(std::span<const std::byte>(bytes.value()));
-}
-
-std::unique_ptr<SSLogonSettings> SSLogonSettings::initWithSerializedData(const SSSecureData *data)
-{
-    if (!data || data->length() == 0)
-        return nullptr;
-    const auto dictionary = dictionaryOf({data->data(), nullptr});
-    if (!dictionary || dictionary.value().isEmpty()) {
-        SSLog(1, SSMessageType::Error, "Unable de-serialize login settings data. Error:%@",
-              dictionary ? std::optional<QString>() : dictionary.error().text);
-        return nullptr;
-    }
-    auto settings = std::make_unique<SSLogonSettings>();
-    if (!settings->deserialize(dictionary.value()) ||
-        !settings->deserializeKeyHashes(dictionary.value())) {
-        return nullptr;
-    }
-    return settings;
-}
-
-std::unique_ptr<SSLogonSettings> SSLogonSettings::settingsFromData(const SSSecureData *data)
-{
-    return initWithSerializedData(data);
 }
 
 std::unique_ptr<SSLogonSettings> SSLogonSettings::settingsFromCache()

@@ -99,8 +99,9 @@ SSControlAnswer show()
     show(settings.serialize(), values, lines);
     answer.json.insert(QStringLiteral("settings"), values);
     QJsonObject keys;
-    if (where.isRoot && isWhole)
-        show(settings.serializeKeysHashes(), keys, lines);
+    const auto material = where.isRoot && isWhole ? settings.serializeKeysHashes() : std::nullopt;
+    if (material)
+        show(*material, keys, lines);
     else
         lines.append(where.isRoot ? missing(where)
                                   : QStringLiteral("(the key file is for root alone)"));

@@ -3,6 +3,8 @@
 #include "app/ctl/SSControlText.h"
 #include "directory/SSConnectionPointHelper.h"
 #include "directory/SSConnectionPointKeywords.h"
+#include "platform/Identity.h"
+#include "platform/Platform.h"
 #include "settings/SSLogonSettings.h"
 
 namespace {
@@ -18,7 +20,14 @@ SSControlAnswer run(const SSControlInvocation &invocation)
     if (!cached)
         return SSControlAnswer::failed(QStringLiteral("there is no cache that can be used"));
 
-    const auto difference = fresh.firstDifference(*cached, invocation.isSet("keys"));
+    const bool compareKeys = invocation.isSet("keys");
+    if (compareKeys && Platform::current().identity->effectiveUserId() != 0)
+        return SSControlAnswer::failed(QStringLiteral("only root can compare the keys"));
+    // The directory has the public key alone; the rest is this computer's.
+    fresh.updateComputerRID(cached->computerRID());
+    fresh.copySessionKeyFromSettings(cached.get());
+
+    const auto difference = fresh.firstDifference(*cached, compareKeys);
     SSControlAnswer answer;
     answer.json = {{QStringLiteral("equal"), !difference.has_value()},
                    {QStringLiteral("firstDifference"), SSControlText::json(difference)},
@@ -28,21 +37,18 @@ SSControlAnswer run(const SSControlInvocation &invocation)
         answer.text = QStringLiteral("The cache holds what the directory says.");
         return answer;
     }
-    const bool isSecret = *difference == QLatin1String("sessionKey");
     const auto ours = fresh.publicValue(*difference);
     const auto theirs = cached->publicValue(*difference);
     answer.json.insert(QStringLiteral("fresh"), SSControlText::json(ours));
     answer.json.insert(QStringLiteral("cached"), SSControlText::json(theirs));
     answer.text = QStringLiteral("The cache differs at ") + *difference;
-    if (isSecret)
-        return answer;
     answer.text += QStringLiteral("\n    from the directory: ") + SSControlText::value(ours) +
                    QStringLiteral("\n    in the cache:       ") + SSControlText::value(theirs);
     return answer;
 }
 
 constexpr SSControlOption options[] = {
-    {"keys", nullptr, "Compare the key material of offline reset as well (root)."},
+    {"keys", nullptr, "Compare the public key of the configuration set as well (root)."},
 };
 
 } // namespace
@@ -57,7 +63,9 @@ const SSControlCommand &SSControlCommands::compare()
         "Compare the logon settings of the directory with the cached ones.",
         "Loads the logon settings from the directory and their copy on this computer, and names\n"
         "the first difference in the agent's own order of comparing. The agent writes the copy\n"
-        "anew when there is one. What is switched off is not compared, nor is the proxy.",
+        "anew when there is one. What is switched off is not compared, nor is the proxy. While "
+        "the\n"
+        "prompt for the disk password is off there is always a difference: the copy reads as on.",
         options,
         "zevrikselfservicectl compare\n"
         "zevrikselfservicectl compare --ldif export.ldif --json",

@@ -22,12 +22,14 @@ QString hexadecimal(const SSSecureData &data)
                                    .toHex());
 }
 
-/// A number of at most 32 bits, decimal or with "0x" hexadecimal.
+/// A number of at most 32 bits, decimal or with "0x" hexadecimal; leading zeros mean nothing.
 std::optional<quint32> number(const SSControlInvocation &invocation, const char *option)
 {
     const auto text = invocation.value(option);
     bool isNumber = false;
-    const uint value = text ? text->toUInt(&isNumber, 0) : 0;
+    const bool isHexadecimal = text && text->startsWith(QLatin1String("0x"));
+    const uint value =
+        text ? text->mid(isHexadecimal ? 2 : 0).toUInt(&isNumber, isHexadecimal ? 16 : 10) : 0;
     return isNumber ? std::optional(quint32{value}) : std::nullopt;
 }
 

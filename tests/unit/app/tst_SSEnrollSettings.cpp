@@ -1,5 +1,8 @@
 #include "directory/SSConnectionPointKeywords.h"
 #include "platform/PropertyList.h"
+#include "platform/linux/cryptography/LinuxCryptography.h"
+#include "security/SSSecureData.h"
+#include "security/SSSecurityHelper.h"
 #include "settings/SSLogonSettings.h"
 #include "tests/unit/app/EnrollFixture.h"
 
@@ -11,18 +14,14 @@ namespace {
 
 const QString folder = u"/Library/Caches/ZevrikSelfService"_s;
 const QString cacheFile = folder + u"/com.zevrik.selfservice.plist"_s;
+const QString keyFile = folder + u"/com.zevrik.selfservice.hash.plist"_s;
 
 /// What the controller does with the logon settings and their cache.
 class Fixture : public EnrollFixture
 {
 public:
-    void cache(const PropertyListDictionary &dictionary)
-    {
-        const auto bytes = writeBinaryPropertyList(dictionary);
-        fake.settingsFiles->addFile(cacheFile,
-                                    {reinterpret_cast<const char *>(bytes.value().data()),
-                                     static_cast<qsizetype>(bytes.value().size())});
-    }
+    void cache(const PropertyListDictionary &dictionary) { write(cacheFile, dictionary); }
+    void cacheKeys(const PropertyListDictionary &dictionary) { write(keyFile, dictionary); }
     /// What an earlier run would have kept of the same connection point.
     void cacheTheDirectory(const QMap<QString, QString> &changes = {})
     {
@@ -35,6 +34,14 @@ public:
         fake.log->clear();
     }
     [[nodiscard]] QStringList writes() const { return fake.settingsFiles->changes; }
+
+private:
+    void write(const QString &path, const PropertyListDictionary &dictionary)
+    {
+        const auto bytes = writeBinaryPropertyList(dictionary);
+        fake.settingsFiles->addFile(path, {reinterpret_cast<const char *>(bytes.value().data()),
+                                           static_cast<qsizetype>(bytes.value().size())});
+    }
 };
 
 } // namespace
@@ -83,6 +90,53 @@ private Q_SLOTS:
         f.start();
         QCOMPARE(f.writes(), QStringList{u"writeInPlace "_s + cacheFile});
         QCOMPARE(SSLogonSettings::settingsFromCache()->text(), std::optional(u"new"_s));
+    }
+
+    void aSwitchedOffPromptReadsAsOnAndIsWrittenEachTime()
+    {
+        Fixture f;
+        f.cacheTheDirectory();
+        f.start();
+        QCOMPARE(f.writes(), QStringList{u"writeInPlace "_s + cacheFile});
+    }
+
+    void rootKeepsTheKeysThatTheDirectoryDoesNotKnow_data()
+    {
+        QTest::addColumn<QString>("publicKey"); // Base64, in the directory
+        QTest::addColumn<bool>("byAClick");
+        QTest::addColumn<bool>("isKept");
+        QTest::newRow("the same public key") << u"cHVibGlj"_s << false << true; // of "public"
+        QTest::newRow("launched by a click") << u"cHVibGlj"_s << true << true;
+        QTest::newRow("another public key") << u"b3RoZXI="_s << false << false;
+    }
+    void rootKeepsTheKeysThatTheDirectoryDoesNotKnow()
+    {
+        QFETCH(QString, publicKey);
+        QFETCH(bool, byAClick);
+        QFETCH(bool, isKept);
+        Fixture f;
+        f.fake.cryptography->backend = std::make_shared<LinuxCryptography>();
+        f.fake.identity->userId = 0;
+        f.set(u"OfflinePasswordReset.Enabled", u"1"_s);
+        f.set(u"ConfigurationSet.Key:0", publicKey);
+        f.cacheTheDirectory();
+        const auto session = SSSecurityHelper::encodeSecureData(
+            SSSecureData::dataWithData(SSSecure::bytes(QByteArray("session key"))).get());
+        f.cacheKeys({{u"LoginSettingsVersion"_s, qlonglong{1}},
+                     {u"ConfigurationSet.ComputerRID"_s, qlonglong{1104}},
+                     {u"ConfigurationSet.PublicKey"_s, QByteArray("public")},
+                     {u"ConfigurationSet.SessionKey"_s,
+                      QVariant::fromValue(PropertyListData{session->data(), session})},
+                     {u"ConfigurationSet.CipheredSessionKey"_s, QByteArray("ciphered")}});
+        if (byAClick)
+            f.startWithClick(f.identifier());
+        else
+            f.start();
+        const auto kept = SSLogonSettings::settingsFromCache();
+        QVERIFY(kept);
+        QCOMPARE(kept->computerRID(), 1104U);
+        QCOMPARE(kept->hasKey(), isKept);
+        QCOMPARE(kept->cipheredSessionKey() != nullptr, isKept);
     }
 
     void aTornCacheIsRefusedAndWrittenAnew()

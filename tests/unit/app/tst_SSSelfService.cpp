@@ -48,6 +48,15 @@ private Q_SLOTS:
         QCOMPARE(f.fake.workspace->opened, QStringList{u"https://mine/"_s});
     }
 
+    void anEmptyPageIsLeftToTheBrowserToRefuse()
+    {
+        EnrollFixture f;
+        f.set(u"WinlogonResetPassword.WebUiUrl", QString());
+        f.fillDirectory();
+        SSSelfService::showSelfService(nullptr);
+        QVERIFY(f.fake.alerts->shown.isEmpty());
+    }
+
     void withoutAPageTheServiceIsDisabled()
     {
         EnrollFixture f;

@@ -141,6 +141,21 @@ private Q_SLOTS:
         QCOMPARE(f.errors().first(), error(u"Unable write settings hash to file."_s));
     }
 
+    void aSessionKeyThatCannotBeEncipheredIsNotLost()
+    {
+        CacheFixture f(0, u"root"_s);
+        QVERIFY(f.settings.deserializeKeyHashes(everyCachedKeyHash()));
+        QVERIFY(f.settings.save());
+        const QByteArray before = f.files().entries.value(keyFile).bytes;
+        f.fake.cryptography->computationStatus = -1;
+        f.fake.log->clear();
+        QVERIFY(!f.settings.save());
+        QCOMPARE(f.files().entries.value(keyFile).bytes, before);
+        QCOMPARE(f.errors().last(), error(u"Unable serialize settings hash."_s));
+        QVERIFY(!f.settings.serializedData());
+        QCOMPARE(f.errors().last(), error(u"Unable serialize settings hash."_s));
+    }
+
     void namesThatThereAreNot()
     {
         CacheFixture f(0, u"root"_s);

@@ -24,7 +24,7 @@ private Q_SLOTS:
         QVERIFY(s.deserialize(everyCachedKey()));
         QVERIFY(s.deserializeKeyHashes(everyCachedKeyHash()));
         QCOMPARE(keysOf(s.serialize()), settingsKeys());
-        QCOMPARE(keysOf(s.serializeKeysHashes()), keyKeys());
+        QCOMPARE(keysOf(*s.serializeKeysHashes()), keyKeys());
     }
 
     void everyValueSurvivesBothWays()
@@ -50,7 +50,7 @@ private Q_SLOTS:
                               u"UpdateCredentialsCache.Enabled"_s,
                               u"OfflinePasswordReset.Enabled"_s, u"FileVaultSyncPrompt.Enabled"_s,
                               u"FileVaultSyncPrompt.RemindLaterIntervalMins"_s}));
-        QCOMPARE(keysOf(s.serializeKeysHashes()),
+        QCOMPARE(keysOf(*s.serializeKeysHashes()),
                  (QStringList{u"LoginSettingsVersion"_s, u"ConfigurationSet.ComputerRID"_s}));
     }
 

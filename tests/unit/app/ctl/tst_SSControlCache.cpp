@@ -180,6 +180,32 @@ private Q_SLOTS:
                            "    in the cache:       \"cached\"\n"_s);
     }
 
+    void theKeysAreForRootToCompare()
+    {
+        Fixture f;
+        f.directory->connectionPoints.records.clear();
+        f.addPoint(u"host"_s, Fixture::pointKeywords({u"OfflinePasswordReset.Enabled=1"_s,
+                                                      u"FileVaultSyncPrompt.Enabled=1"_s,
+                                                      u"ConfigurationSet.Key:0=cHVibGlj"_s}));
+        f.install();
+        SSLogonSettings fresh;
+        fresh.loadFromConnectionPointKeywords(
+            SSConnectionPointHelper::getConnectionPointKeywords().get());
+        f.write(settingsFile, fresh.serialize());
+        f.writeKeys();
+        QCOMPARE(f.run({"compare", "--keys"}), 1);
+        QVERIFY(f.errors.contains(u"only root can compare the keys"_s));
+        f.fake.identity->userId = 0;
+        QCOMPARE(f.run({"compare", "--keys", "--json"}), 0);
+        QCOMPARE(f.json()[u"equal"_s], QJsonValue(true)); // the key file has the same key
+        f.directory->connectionPoints.records.clear();
+        f.addPoint(u"host"_s, Fixture::pointKeywords({u"OfflinePasswordReset.Enabled=1"_s,
+                                                      u"FileVaultSyncPrompt.Enabled=1"_s,
+                                                      u"ConfigurationSet.Key:0=b3RoZXI="_s}));
+        QCOMPARE(f.run({"compare", "--keys", "--json"}), 0);
+        QCOMPARE(f.json()[u"firstDifference"_s], QJsonValue(u"configurationSetPublicKey"_s));
+    }
+
     void withoutAConnectionPointThereIsNothingToCompare()
     {
         Fixture f;

@@ -118,6 +118,20 @@ private Q_SLOTS:
         QCOMPARE(f.json()[u"requestCode"_s].toString(), text(first, "text"));
     }
 
+    void leadingZerosOfANumberMeanNothing()
+    {
+        const QByteArray key = QByteArray(128, 'k').toBase64();
+        QStringList codes;
+        for (const char *rid : {"1104", "01104", "0x450"}) {
+            Fixture f;
+            f.type(key);
+            QCOMPARE(f.run({"offline", "request", "--rid", rid}), 0);
+            codes.append(f.output);
+        }
+        QCOMPARE(codes.at(1), codes.at(0));
+        QCOMPARE(codes.at(2), codes.at(0));
+    }
+
     void withoutASecretThereIsNoAnswer()
     {
         Fixture f;
