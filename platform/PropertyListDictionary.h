@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QHash>
+#include "platform/PropertyListPlaces.h"
+
 #include <QList>
 #include <QString>
 #include <QVariant>
@@ -42,20 +43,27 @@ public:
             insert(entry.first, entry.second);
     }
 
-    /// A key that is there already keeps its place and gets the new value.
-    void insert(const QString &key, const QVariant &value)
+    /// Room for so many entries.
+    void reserve(qsizetype size)
     {
-        const auto it = m_places.constFind(key);
-        if (it != m_places.cend()) {
-            m_entries[*it].second = value;
+        m_entries.reserve(size);
+        m_places.reserve(size);
+    }
+
+    /// A key that is there already keeps its place and gets the new value.
+    void insert(QString key, QVariant value)
+    {
+        const quint32 hash = PropertyListPlaces::hashOf(key);
+        if (const auto place = placeOf(hash, key)) {
+            m_entries[*place].second = std::move(value);
             return;
         }
-        m_places.insert(key, m_entries.size());
-        m_entries.append({key, value});
+        m_places.insert(hash, m_entries.size());
+        m_entries.emplaceBack(std::move(key), std::move(value));
     }
-    void insert(const QString &key, const PropertyListData &value)
+    void insert(QString key, const PropertyListData &value)
     {
-        insert(key, QVariant::fromValue(value));
+        insert(std::move(key), QVariant::fromValue(value));
     }
     /// Each entry of `other` by insert().
     void insert(const PropertyListDictionary &other)
@@ -64,23 +72,27 @@ public:
             insert(entry.first, entry.second);
     }
 
+    /// Null when there is no such key; good until the dictionary changes.
+    [[nodiscard]] const QVariant *find(const QString &key) const
+    {
+        const auto place = placeOf(PropertyListPlaces::hashOf(key), key);
+        return place ? &m_entries.at(*place).second : nullptr;
+    }
     /// Absent when there is no such key.
     [[nodiscard]] std::optional<QVariant> value(const QString &key) const
     {
-        const auto it = m_places.constFind(key);
-        if (it == m_places.cend())
-            return std::nullopt;
-        return m_entries.at(*it).second;
+        const QVariant *const found = find(key);
+        return found ? std::optional(*found) : std::nullopt;
     }
     /// The bytes under the key; absent when there is no such key or its value is no data.
     [[nodiscard]] std::optional<PropertyListData> data(const QString &key) const
     {
-        const std::optional<QVariant> found = value(key);
+        const QVariant *const found = find(key);
         if (!found || found->metaType() != QMetaType::fromType<PropertyListData>())
             return std::nullopt;
         return found->value<PropertyListData>();
     }
-    [[nodiscard]] bool contains(const QString &key) const { return m_places.contains(key); }
+    [[nodiscard]] bool contains(const QString &key) const { return find(key) != nullptr; }
     [[nodiscard]] qsizetype size() const { return m_entries.size(); }
     [[nodiscard]] bool isEmpty() const { return m_entries.isEmpty(); }
 
@@ -95,7 +107,13 @@ public:
     }
 
 private:
+    [[nodiscard]] std::optional<qsizetype> placeOf(quint32 hash, QStringView key) const
+    {
+        const Entry *const entries = m_entries.constData();
+        return m_places.find(hash, [&](qsizetype place) { return entries[place].first == key; });
+    }
+
     QList<Entry> m_entries;
-    QHash<QString, qsizetype> m_places;
+    PropertyListPlaces m_places; ///< of the keys
 };
 Q_DECLARE_METATYPE(PropertyListDictionary)

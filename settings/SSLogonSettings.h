@@ -18,6 +18,7 @@ class SSSecureData;
 /// What the password reset on the login screen needs: its switches and texts, and the key material
 /// of offline reset. The tray process fills it from the directory and keeps a copy on disk, which
 /// the login-window side reads. Loaded in place; only the operations below change it. Main thread.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): the members are in the list's order
 class SSLogonSettings
 {
 public:
@@ -119,11 +120,12 @@ private:
     struct Table;
     enum class Gate;
 
-    static constexpr std::size_t rowCount = 0
-#define SS_LOGON_SETTING(...) +1
+    enum RowIndex : std::size_t {
+#define SS_LOGON_SETTING(type, property, ...) index_##property,
 #include "settings/SSLogonSettings.def"
 #undef SS_LOGON_SETTING
-        ;
+        rowCount
+    };
 
     [[nodiscard]] bool isOpen(Gate gate) const;
     [[nodiscard]] SSOptionSource resolve(const Row &row, const SSDefaults &defaults,

@@ -1,4 +1,3 @@
-#include "foundation/SSFormat.h"
 #include "foundation/SSLogger.h"
 #include "foundation/SSNumberReading.h"
 #include "platform/Identity.h"
@@ -50,7 +49,7 @@ QString pathOf(const QString &fileName)
 {
     if (fileName.isEmpty())
         return {};
-    return SSFormat::format("%@/%@", SSLogonSettings::settingsPath(), fileName);
+    return SSLogonSettings::settingsPath() + u'/' + fileName;
 }
 
 bool correctRights(const QString &path, const SettingsFileAttributes &attributes)
@@ -107,13 +106,12 @@ std::optional<PropertyListDictionary> readFile(const QString &path, SettingsFile
 
 bool isSupported(const PropertyListDictionary &dictionary)
 {
-    const auto value = dictionary.value(versionKey);
+    const QVariant *const value = dictionary.find(versionKey);
     return value && SSNumberReading::integerValue(*value) == version;
 }
 
-std::optional<QString> textOf(const PropertyListDictionary &dictionary, const QString &key)
+std::optional<QString> textOf(const QVariant *value, const QString &key)
 {
-    const auto value = dictionary.value(key);
     if (!value)
         return std::nullopt;
     if (value->typeId() != QMetaType::QString) {
@@ -123,39 +121,49 @@ std::optional<QString> textOf(const PropertyListDictionary &dictionary, const QS
     return value->toString();
 }
 
-std::shared_ptr<SSSecureData> dataOf(const PropertyListDictionary &dictionary, const QString &key)
+std::shared_ptr<SSSecureData> dataOf(const QVariant *value, const QString &key)
 {
-    const auto value = dictionary.value(key);
     if (!value)
         return nullptr;
     if (value->typeId() == QMetaType::QByteArray)
         return SSSecureData::dataWithData(SSSecure::bytes(value->toByteArray()));
-    const auto data = dictionary.data(key);
-    if (!data)
+    if (value->metaType() != QMetaType::fromType<PropertyListData>()) {
         SSLog(1, SSMessageType::Error, "The value of %@ in the login settings is not data.", key);
-    return data ? SSSecureData::dataWithData(data->bytes) : nullptr;
+        return nullptr;
+    }
+    return SSSecureData::dataWithData(value->value<PropertyListData>().bytes);
 }
 
 } // namespace
+
+const QString &SSLogonSettings::Table::keyOf(const Row &row)
+{
+    static const std::array<QString, rowCount> keys{{
+#define SS_LOGON_SETTING(type, property, key, ...) QStringLiteral(key),
+#include "settings/SSLogonSettings.def"
+#undef SS_LOGON_SETTING
+    }};
+    return keys.at(static_cast<std::size_t>(&row - rows.data()));
+}
 
 QString SSLogonSettings::settingsPath()
 {
     const QString caches = Platform::current().system->cachesDirectory();
     if (caches.isEmpty())
         return {};
-    return SSFormat::format("%@/%@", caches, QStringLiteral("ZevrikSelfService"));
+    return caches + QLatin1String("/ZevrikSelfService");
 }
 
 QString SSLogonSettings::settingsFileName()
 {
     const QString domain = Platform::current().defaults->domain();
-    return domain.isEmpty() ? QString() : SSFormat::format("%@.%@", domain, "plist");
+    return domain.isEmpty() ? QString() : domain + QLatin1String(".plist");
 }
 
 QString SSLogonSettings::keyHashesFileName()
 {
     const QString domain = Platform::current().defaults->domain();
-    return domain.isEmpty() ? QString() : SSFormat::format("%@.%@.%@", domain, "hash", "plist");
+    return domain.isEmpty() ? QString() : domain + QLatin1String(".hash.plist");
 }
 
 bool SSLogonSettings::checkCreateSettingsDirectoryWithPath(const QString &path)
@@ -288,7 +296,7 @@ bool SSLogonSettings::loadKeyHashes()
 
 void SSLogonSettings::write(const Row &row, PropertyListDictionary &dictionary) const
 {
-    const QString key = QString::fromLatin1(row.key);
+    const QString &key = Table::keyOf(row);
     std::visit(SSOverloaded{[&](Boolean S::*field) { dictionary.insert(key, this->*field); },
                             [&](String S::*field) {
                                 if (const String &text = this->*field)
@@ -307,16 +315,17 @@ void SSLogonSettings::write(const Row &row, PropertyListDictionary &dictionary) 
 
 void SSLogonSettings::read(const Row &row, const PropertyListDictionary &dictionary)
 {
-    const QString key = QString::fromLatin1(row.key);
-    const QVariant value = dictionary.value(key).value_or(QVariant());
+    const QString &key = Table::keyOf(row);
+    const QVariant *const found = dictionary.find(key);
+    const auto value = [&] { return found ? *found : QVariant(); };
     std::visit(SSOverloaded{[&](Boolean S::*field) {
                                 this->*field = row.cache == Row::Cache::SettingsByPresence
-                                                   ? dictionary.contains(key)
-                                                   : SSNumberReading::boolValue(value);
+                                                   ? found != nullptr
+                                                   : SSNumberReading::boolValue(value());
                             },
-                            [&](String S::*field) { this->*field = textOf(dictionary, key); },
+                            [&](String S::*field) { this->*field = textOf(found, key); },
                             [&](Secure S::*field) {
-                                std::shared_ptr<SSSecureData> data = dataOf(dictionary, key);
+                                std::shared_ptr<SSSecureData> data = dataOf(found, key);
                                 if (data && row.cache == Row::Cache::KeysEnciphered)
                                     data = SSSecurityHelper::decodeSecureData(data.get());
                                 this->*field = data;
@@ -324,14 +333,16 @@ void SSLogonSettings::read(const Row &row, const PropertyListDictionary &diction
                             [&](auto field) {
                                 using Number = std::remove_reference_t<decltype(this->*field)>;
                                 this->*field =
-                                    static_cast<Number>(SSNumberReading::integerValue(value));
+                                    static_cast<Number>(SSNumberReading::integerValue(value()));
                             }},
                row.field);
 }
 
 PropertyListDictionary SSLogonSettings::serialize() const
 {
-    PropertyListDictionary dictionary{{versionKey, version}};
+    PropertyListDictionary dictionary;
+    dictionary.reserve(qsizetype{rowCount} + 1);
+    dictionary.insert(versionKey, version);
     for (const Row &row : Table::rows) {
         if (!row.isKeyMaterial())
             write(row, dictionary);

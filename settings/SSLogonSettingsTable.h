@@ -78,6 +78,8 @@ struct SSLogonSettings::Table
     static constexpr Row::ProgressLine ProgressAtLevel1(const char *text) { return {text, 1}; }
 
     static const std::array<Row, rowCount> rows;
+    /// The key of one of the rows, without making a text of it every time.
+    [[nodiscard]] static const QString &keyOf(const Row &row);
 
     /// The rows by their places in one walk. Does not compile when a place is taken twice or left
     /// out.
@@ -105,17 +107,17 @@ inline constexpr std::array<SSLogonSettings::Row, SSLogonSettings::rowCount>
                          group_, cache_, progress_, block_)                                        \
     Row{                                                                                           \
         .property = #property_,                                                                    \
-        .key = key_,                                                                               \
-        .getter = getter_,                                                                         \
+        .key = (key_),                                                                             \
+        .getter = (getter_),                                                                       \
         .field = &S::m_##property_,                                                                \
-        .builtIn = builtIn_,                                                                       \
-        .load = load_,                                                                             \
+        .builtIn = (builtIn_),                                                                     \
+        .load = (load_),                                                                           \
         .gate = Gate::gate_,                                                                       \
-        .compare = compare_,                                                                       \
+        .compare = (compare_),                                                                     \
         .group = Gate::group_,                                                                     \
         .cache = Cache::cache_,                                                                    \
-        .progress = progress_,                                                                     \
-        .block = block_,                                                                           \
+        .progress = (progress_),                                                                   \
+        .block = (block_),                                                                         \
     },
 #include "settings/SSLogonSettings.def"
 #undef SS_LOGON_SETTING

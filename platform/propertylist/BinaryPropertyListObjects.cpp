@@ -3,7 +3,7 @@
 #include <QDateTime>
 #include <QStringList>
 
-#include <algorithm>
+#include <array>
 #include <bit>
 #include <limits>
 
@@ -11,10 +11,13 @@ namespace BinaryPropertyList {
 
 namespace {
 
-bool isAscii(const QString &text)
+/// No way out of the loop, so that it takes many characters at once.
+bool isAscii(QStringView text)
 {
-    return std::all_of(text.cbegin(), text.cend(),
-                       [](QChar character) { return character.unicode() < 0x80; });
+    char16_t all = 0;
+    for (const char16_t *at = text.utf16(), *end = at + text.size(); at != end; ++at)
+        all |= *at;
+    return all < 0x80;
 }
 
 } // namespace
@@ -41,27 +44,17 @@ std::optional<Reference> Objects::spent(Reference reference, qsizetype bytes)
     return reference;
 }
 
-Reference Objects::append(Object object)
+Reference Objects::append(const Object &object)
 {
-    m_objects.push_back(std::move(object));
+    m_objects.push_back(object);
     return m_objects.size() - 1;
-}
-
-/// The place of the object with that key in `places`, a new one if there is none yet.
-template<typename Places, typename Key>
-Reference Objects::shared(Places &places, const Key &key, const Object &object)
-{
-    const auto it = places.constFind(key);
-    if (it != places.cend())
-        return *it;
-    return *places.insert(key, append(object));
 }
 
 std::optional<Reference> Objects::add(const QVariant &value, int depth)
 {
     switch (value.typeId()) {
     case QMetaType::QString:
-        return addText(value.toString());
+        return addText(*static_cast<const QString *>(value.constData()));
     case QMetaType::QByteArray: {
         // Shares its storage with the value, which outlives this.
         const QByteArray data = value.toByteArray();
@@ -72,36 +65,45 @@ std::optional<Reference> Objects::add(const QVariant &value, int depth)
         return addDate(value.toDateTime());
     case QMetaType::QVariantList:
     case QMetaType::QStringList:
-        return addContainer(Kind::Array, {}, value.toList(), depth);
-    case QMetaType::QVariantMap: {
-        const QVariantMap map = value.toMap();
-        return addContainer(Kind::Dictionary, map.keys(), map.values(), depth);
-    }
+        // The texts of a list share their storage with the value, whatever list they are in.
+        return addArray(value.toList(), depth);
+    case QMetaType::QVariantMap:
+        return addDictionary(
+            *static_cast<const QVariantMap *>(value.constData()),
+            [](auto entry) -> const QString & { return entry.key(); },
+            [](auto entry) -> const QVariant & { return entry.value(); }, depth);
     default:
         break;
     }
     if (value.metaType() == QMetaType::fromType<PropertyListData>())
         return addData(value.value<PropertyListData>().bytes);
     if (value.metaType() == QMetaType::fromType<PropertyListDictionary>())
-        return add(value.value<PropertyListDictionary>(), depth);
+        return add(*static_cast<const PropertyListDictionary *>(value.constData()), depth);
     return addNumber(value);
 }
 
 std::optional<Reference> Objects::add(const PropertyListDictionary &dictionary, int depth)
 {
-    QList<QString> keys;
-    QVariantList values;
-    for (const PropertyListDictionary::Entry &entry : dictionary) {
-        keys.append(entry.first);
-        values.append(entry.second);
-    }
-    return addContainer(Kind::Dictionary, keys, values, depth);
+    return addDictionary(
+        dictionary, [](auto entry) -> const QString & { return entry->first; },
+        [](auto entry) -> const QVariant & { return entry->second; }, depth);
 }
 
 std::optional<Reference> Objects::addScalar(const Object &object)
 {
-    const NumberKey key{{static_cast<quint8>(object.kind), object.width}, object.number};
-    return spent(shared(m_numbers, key, object));
+    const std::array<quint64, 3> key = {static_cast<quint64>(object.kind),
+                                        static_cast<quint64>(object.width), object.number};
+    const quint32 hash = PropertyListPlaces::hashOf(std::as_bytes(std::span(key)));
+    const auto found = m_numbers.find(hash, [&](qsizetype place) {
+        const Object &other = m_objects[static_cast<std::size_t>(place)];
+        return other.kind == object.kind && other.width == object.width &&
+               other.number == object.number;
+    });
+    if (found)
+        return spent(static_cast<Reference>(*found));
+    const Reference reference = append(object);
+    m_numbers.insert(hash, static_cast<qsizetype>(reference));
+    return spent(reference);
 }
 
 std::optional<Reference> Objects::addNumber(const QVariant &value)
@@ -151,42 +153,83 @@ std::optional<Reference> Objects::addDate(const QDateTime &date)
     return addScalar({.kind = Kind::Date, .number = std::bit_cast<quint64>(seconds)});
 }
 
-std::optional<Reference> Objects::addText(const QString &text)
+std::optional<Reference> Objects::addText(QStringView text)
 {
-    if (!text.isValidUtf16())
-        return fail(QStringLiteral("a text is no valid UTF-16"));
+    const quint32 hash = PropertyListPlaces::hashOf(text);
+    const auto found = m_texts.find(hash, [&](qsizetype place) {
+        return m_objects[static_cast<std::size_t>(place)].text == text;
+    });
+    if (found)
+        return spent(static_cast<Reference>(*found), text.size() * 2);
     const Kind kind = isAscii(text) ? Kind::AsciiString : Kind::Utf16String;
-    return spent(shared(m_texts, text, Object{.kind = kind, .text = text}), text.size() * 2);
+    if (kind == Kind::Utf16String && !text.isValidUtf16())
+        return fail(QStringLiteral("a text is no valid UTF-16"));
+    const Reference reference = append({.kind = kind, .text = text});
+    m_texts.insert(hash, static_cast<qsizetype>(reference));
+    return spent(reference, text.size() * 2);
 }
 
 std::optional<Reference> Objects::addData(std::span<const std::byte> bytes)
 {
     const QByteArrayView key(bytes.data(), static_cast<qsizetype>(bytes.size()));
-    return spent(shared(m_data, key, Object{.kind = Kind::Data, .bytes = bytes}), key.size());
+    auto found = m_data.constFind(key);
+    if (found == m_data.cend())
+        found = m_data.insert(key, append({.kind = Kind::Data, .bytes = bytes}));
+    return spent(*found, key.size());
 }
 
-std::optional<Reference> Objects::addContainer(Kind kind, const QList<QString> &keys,
-                                               const QVariantList &values, int depth)
+std::optional<Reference> Objects::addContainer(Kind kind, qsizetype count, int depth)
 {
     if (!m_budget.allowsDepth(depth + 1))
         return fail(PropertyListText::tooDeep());
-    const Reference container = append({.kind = kind});
-    std::vector<Reference> references;
-    references.reserve(static_cast<std::size_t>(keys.size() + values.size()));
-    for (const QString &key : keys) {
-        const auto reference = addText(key);
-        if (!reference)
-            return std::nullopt;
-        references.push_back(*reference);
+    const auto references = static_cast<std::size_t>(count);
+    if (depth == 0) { // most often the only one
+        m_objects.reserve(references + 1);
+        m_texts.reserve(count);
     }
+    const Reference container =
+        append({.kind = kind, .number = m_references.size(), .count = references});
+    m_references.resize(m_references.size() + references);
+    return container;
+}
+
+bool Objects::set(Reference container, quint64 index, std::optional<Reference> reference)
+{
+    if (reference)
+        m_references[m_objects[container].number + index] = *reference;
+    return reference.has_value();
+}
+
+std::optional<Reference> Objects::addArray(const QVariantList &values, int depth)
+{
+    const auto container = addContainer(Kind::Array, values.size(), depth);
+    if (!container)
+        return std::nullopt;
+    quint64 index = 0;
     for (const QVariant &value : values) {
-        const auto reference = add(value, depth + 1);
-        if (!reference)
+        if (!set(*container, index++, add(value, depth + 1)))
             return std::nullopt;
-        references.push_back(*reference);
     }
-    m_objects[container].references = std::move(references);
-    return spent(container);
+    return spent(*container);
+}
+
+template<typename Entries, typename KeyOf, typename ValueOf>
+std::optional<Reference> Objects::addDictionary(const Entries &entries, KeyOf keyOf,
+                                                ValueOf valueOf, int depth)
+{
+    const auto container = addContainer(Kind::Dictionary, 2 * entries.size(), depth);
+    if (!container)
+        return std::nullopt;
+    quint64 index = 0;
+    for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
+        if (!set(*container, index++, addText(keyOf(entry))))
+            return std::nullopt;
+    }
+    for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
+        if (!set(*container, index++, add(valueOf(entry), depth + 1)))
+            return std::nullopt;
+    }
+    return spent(*container);
 }
 
 } // namespace BinaryPropertyList

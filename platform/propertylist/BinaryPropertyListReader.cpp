@@ -3,16 +3,23 @@
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>
+#include <QtEndian>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace BinaryPropertyList;
+
+/// Entries that a dictionary gets room for because the file says that they come.
+constexpr qsizetype mostReserved = 1024;
 
 /// Reads one file. Every number from the file is checked before it is used as a position or size;
 /// positions are kept below `m_objectsEnd`, so that no object reaches into the table or trailer.
@@ -112,7 +119,8 @@ private:
         return true;
     }
 
-    bool readObject(quint64 object, int depth, QVariant &result)
+    /// Where the object begins, which is not in the table or behind it.
+    bool findObject(quint64 object, qsizetype &position)
     {
         if (object >= m_objectCount)
             return fail(QStringLiteral("a reference to an object that does not exist"));
@@ -120,7 +128,15 @@ private:
             number(m_objectsEnd + static_cast<qsizetype>(object) * m_offsetSize, m_offsetSize);
         if (offset < magic.size() || offset >= static_cast<quint64>(m_objectsEnd))
             return fail(QStringLiteral("an object outside the file"));
-        const auto position = static_cast<qsizetype>(offset);
+        position = static_cast<qsizetype>(offset);
+        return true;
+    }
+
+    bool readObject(quint64 object, int depth, QVariant &result)
+    {
+        qsizetype position = 0;
+        if (!findObject(object, position))
+            return false;
         const quint64 marker = number(position, 1);
         const auto low = static_cast<quint8>(marker & 0xfU);
         switch (static_cast<Kind>(marker >> 4U)) {
@@ -133,9 +149,15 @@ private:
         case Kind::Date:
             return readDate(position + 1, low, result);
         case Kind::Data:
+            return readData(position, result);
         case Kind::AsciiString:
-        case Kind::Utf16String:
-            return readBytes(static_cast<Kind>(marker >> 4U), position, result);
+        case Kind::Utf16String: {
+            QString text;
+            if (!readText(static_cast<Kind>(marker >> 4U), position, text))
+                return false;
+            result = text;
+            return true;
+        }
         case Kind::Array:
         case Kind::Dictionary:
             return readContainer(static_cast<Kind>(marker >> 4U), object, position, depth, result);
@@ -207,26 +229,35 @@ private:
         return spend(0);
     }
 
-    bool readBytes(Kind kind, qsizetype position, QVariant &result)
+    /// How many of `unit` bytes an object has, whose first byte is at `position`, which then is
+    /// where they begin.
+    bool readSize(qsizetype &position, quint64 unit, qsizetype &size)
     {
         quint64 count = 0;
         if (!readCount(position, count))
             return false;
-        const quint64 unit = kind == Kind::Utf16String ? 2 : 1;
         if (count > left(position) / unit)
             return fail(QStringLiteral("a text or data is cut off"));
-        const auto size = static_cast<qsizetype>(count);
-        if (!spend(kind == Kind::Data ? size : size * 2))
+        size = static_cast<qsizetype>(count);
+        return true;
+    }
+
+    bool readData(qsizetype position, QVariant &result)
+    {
+        qsizetype size = 0;
+        if (!readSize(position, 1, size) || !spend(size))
             return false;
-        switch (kind) {
-        case Kind::Data:
-            result = data(position, size);
-            return true;
-        case Kind::AsciiString:
-            return readAscii(position, size, result);
-        default:
-            return readUtf16(position, size, result);
-        }
+        result = data(position, size);
+        return true;
+    }
+
+    bool readText(Kind kind, qsizetype position, QString &text)
+    {
+        const bool isAscii = kind == Kind::AsciiString;
+        qsizetype size = 0;
+        if (!readSize(position, isAscii ? 1 : 2, size) || !spend(size * 2))
+            return false;
+        return isAscii ? readAscii(position, size, text) : readUtf16(position, size, text);
     }
 
     [[nodiscard]] QVariant data(qsizetype position, qsizetype size) const
@@ -239,25 +270,25 @@ private:
                              m_viewed->owner});
     }
 
-    bool readAscii(qsizetype position, qsizetype size, QVariant &result)
+    bool readAscii(qsizetype position, qsizetype size, QString &text)
     {
         const QByteArrayView bytes = m_contents.sliced(position, size);
-        for (const char byte : bytes) {
-            if (static_cast<quint8>(byte) > 0x7f)
-                return fail(QStringLiteral("an ASCII text has other characters"));
-        }
-        result = QString::fromLatin1(bytes);
+        // No way out of the loop, so that it takes many at once.
+        quint8 all = 0;
+        for (const char byte : bytes)
+            all |= static_cast<quint8>(byte);
+        if (all > 0x7f)
+            return fail(QStringLiteral("an ASCII text has other characters"));
+        text = QString::fromLatin1(bytes);
         return true;
     }
 
-    bool readUtf16(qsizetype position, qsizetype size, QVariant &result)
+    bool readUtf16(qsizetype position, qsizetype size, QString &text)
     {
-        QString text(size, Qt::Uninitialized);
-        for (qsizetype i = 0; i < size; ++i)
-            text[i] = QChar(static_cast<char16_t>(number(position + 2 * i, 2)));
+        text = QString(size, Qt::Uninitialized);
+        qFromBigEndian<char16_t>(m_contents.data() + position, size, text.data());
         if (!text.isValidUtf16())
             return fail(QStringLiteral("a UTF-16 text is invalid"));
-        result = text;
         return true;
     }
 
@@ -306,21 +337,34 @@ private:
         return true;
     }
 
+    bool readKey(quint64 object, int depth, QString &key)
+    {
+        qsizetype position = 0;
+        if (!findObject(object, position))
+            return false;
+        const auto kind = static_cast<Kind>(number(position, 1) >> 4U);
+        if (kind == Kind::AsciiString || kind == Kind::Utf16String)
+            return readText(kind, position, key);
+        // What it is instead may be wrong in itself.
+        QVariant other;
+        return readObject(object, depth, other) &&
+               fail(QStringLiteral("a dictionary key is no text"));
+    }
+
     template<typename Dictionary>
     bool readDictionary(qsizetype position, qsizetype count, int depth, QVariant &result)
     {
         const qsizetype values = position + count * m_referenceSize;
         Dictionary dictionary;
+        if constexpr (std::is_same_v<Dictionary, PropertyListDictionary>)
+            dictionary.reserve(std::min(count, mostReserved));
         for (qsizetype i = 0; i < count; ++i) {
-            QVariant key;
+            QString key;
             QVariant value;
-            if (!readReference(position + i * m_referenceSize, depth, key))
+            if (!readKey(number(position + i * m_referenceSize, m_referenceSize), depth, key) ||
+                !readReference(values + i * m_referenceSize, depth, value))
                 return false;
-            if (key.typeId() != QMetaType::QString)
-                return fail(QStringLiteral("a dictionary key is no text"));
-            if (!readReference(values + i * m_referenceSize, depth, value))
-                return false;
-            dictionary.insert(key.toString(), value);
+            dictionary.insert(std::move(key), std::move(value));
         }
         result = QVariant::fromValue(dictionary);
         return true;
@@ -358,5 +402,5 @@ readBinaryPropertyListDictionary(const PropertyListData &contents, const Propert
         return Failure{result.error()};
     if (result.value().metaType() != QMetaType::fromType<PropertyListDictionary>())
         return Failure{PropertyListError{QStringLiteral("it holds no dictionary")}};
-    return result.value().value<PropertyListDictionary>();
+    return *static_cast<const PropertyListDictionary *>(result.value().constData());
 }

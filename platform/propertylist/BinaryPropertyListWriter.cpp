@@ -1,6 +1,8 @@
 #include "platform/PropertyList.h"
 #include "platform/propertylist/BinaryPropertyListObjects.h"
 
+#include <QtEndian>
+
 #include <algorithm>
 #include <bit>
 
@@ -16,6 +18,8 @@ class Counter
 public:
     void number(quint64, qsizetype width) { m_size += width; }
     void bytes(std::span<const std::byte> bytes) { m_size += static_cast<qsizetype>(bytes.size()); }
+    void ascii(QStringView text) { m_size += text.size(); }
+    void utf16(QStringView text) { m_size += 2 * text.size(); }
     [[nodiscard]] qsizetype size() const { return m_size; }
 
 private:
@@ -29,19 +33,35 @@ public:
     /// Big-endian in `width` bytes, which may be more than `value` has.
     void number(quint64 value, qsizetype width)
     {
+        std::byte *to = next(width);
         for (qsizetype i = width - 1; i >= 0; --i)
-            m_bytes[m_size++] = static_cast<std::byte>(i >= 8 ? 0 : value >> (8 * i));
+            *to++ = static_cast<std::byte>(i >= 8 ? 0 : value >> (8 * i));
     }
     void bytes(std::span<const std::byte> bytes)
     {
-        std::copy(bytes.begin(), bytes.end(),
-                  m_bytes.begin() + static_cast<std::ptrdiff_t>(m_size));
-        m_size += bytes.size();
+        std::copy(bytes.begin(), bytes.end(), next(static_cast<qsizetype>(bytes.size())));
+    }
+    void ascii(QStringView text)
+    {
+        std::transform(text.utf16(), text.utf16() + text.size(), next(text.size()),
+                       [](char16_t character) { return static_cast<std::byte>(character); });
+    }
+    void utf16(QStringView text)
+    {
+        qToBigEndian<char16_t>(text.utf16(), text.size(), next(2 * text.size()));
     }
     [[nodiscard]] qsizetype size() const { return static_cast<qsizetype>(m_size); }
     [[nodiscard]] Bytes take() { return std::move(m_bytes); }
 
 private:
+    /// Where the next `size` bytes go.
+    std::byte *next(qsizetype size)
+    {
+        std::byte *const result = m_bytes.data() + m_size;
+        m_size += static_cast<std::size_t>(size);
+        return result;
+    }
+
     Bytes m_bytes;
     std::size_t m_size = 0;
 };
@@ -74,13 +94,14 @@ template<typename Sink>
 void putText(Sink &sink, const Object &object)
 {
     putCounted(sink, object.kind, static_cast<quint64>(object.text.size()));
-    const qsizetype unit = object.kind == Kind::Utf16String ? 2 : 1;
-    for (const QChar character : object.text)
-        sink.number(character.unicode(), unit);
+    if (object.kind == Kind::Utf16String)
+        sink.utf16(object.text);
+    else
+        sink.ascii(object.text);
 }
 
 template<typename Sink>
-void putObject(Sink &sink, const Object &object, qsizetype referenceSize)
+void putObject(Sink &sink, const Objects &objects, const Object &object, qsizetype referenceSize)
 {
     switch (object.kind) {
     case Kind::Simple:
@@ -105,24 +126,24 @@ void putObject(Sink &sink, const Object &object, qsizetype referenceSize)
         break;
     case Kind::Array:
     case Kind::Dictionary:
-        putCounted(sink, object.kind,
-                   object.references.size() / (object.kind == Kind::Dictionary ? 2 : 1));
-        for (const Reference reference : object.references)
+        putCounted(sink, object.kind, object.count / (object.kind == Kind::Dictionary ? 2 : 1));
+        for (const Reference reference : objects.references(object))
             sink.number(reference, referenceSize);
         break;
     }
 }
 
 template<typename Sink>
-void putFile(Sink &sink, const std::vector<Object> &objects)
+void putFile(Sink &sink, const Objects &all)
 {
+    const std::vector<Object> &objects = all.all();
     const qsizetype referenceSize = widthOf(objects.size());
     std::vector<quint64> offsets;
     offsets.reserve(objects.size());
     sink.bytes(std::as_bytes(std::span(magic)));
     for (const Object &object : objects) {
         offsets.push_back(static_cast<quint64>(sink.size()));
-        putObject(sink, object, referenceSize);
+        putObject(sink, all, object, referenceSize);
     }
     const auto table = static_cast<quint64>(sink.size());
     const qsizetype offsetSize = widthOf(table);
@@ -143,11 +164,11 @@ Result<Bytes, PropertyListError> write(const Value &value, const PropertyListLim
     if (!objects.add(value))
         return Failure{PropertyListError{objects.error()}};
     Counter counter;
-    putFile(counter, objects.all());
+    putFile(counter, objects);
     if (counter.size() > limits.fileSize)
         return Failure{PropertyListError{PropertyListText::tooLarge()}};
     Filler filler(counter.size());
-    putFile(filler, objects.all());
+    putFile(filler, objects);
     return filler.take();
 }
 

@@ -264,6 +264,7 @@ void NotificationServerLink::send(const Sending &sending)
     QTimer::singleShot(
         kLimitMilliseconds, this, [this, serial = sending.serial, attempt = sending.attempt] {
             QString identifier;
+            bool waits = false;
             {
                 const std::lock_guard guard(m_state->lock);
                 NotificationEntry *entry = m_state->find(serial);
@@ -271,11 +272,13 @@ void NotificationServerLink::send(const Sending &sending)
                     return;
                 identifier = entry->notification.identifier;
                 m_state->schedule(serial);
+                waits = m_state->find(serial) != nullptr;
             }
             m_state->log(1, DiagnosticType::Error,
                          QStringLiteral("The notification server does not answer; notification %1 "
-                                        "waits.")
-                             .arg(identifier));
+                                        "%2.")
+                             .arg(identifier,
+                                  waits ? QStringLiteral("waits") : QStringLiteral("is dropped")));
         });
 }
 

@@ -18,6 +18,10 @@ public:
     /// effective user owns.
     [[nodiscard]] static Result<FilePlace, SettingsFileError> find(const QByteArray &path);
 
+    /// Whether something is there, a link itself and not its target, and that could be found out at
+    /// once. False says nothing.
+    [[nodiscard]] static bool isSurelyTaken(const QByteArray &path);
+
     /// Of the folder; good for *at() calls only.
     [[nodiscard]] int folder() const { return m_folder.number(); }
     [[nodiscard]] const QByteArray &name() const { return m_name; }
@@ -39,6 +43,9 @@ public:
     [[nodiscard]] Descriptor openFolder() const;
 
 private:
+    /// The same as find(), for a path with links on it and for a system that cannot refuse them.
+    [[nodiscard]] static Result<FilePlace, SettingsFileError> walkTo(const QByteArray &path);
+
     FilePlace(Descriptor folder, QByteArray name, QByteArray path);
 
     Descriptor m_folder;

@@ -170,7 +170,10 @@ QByteArray LinuxSettingsFiles::encoded(const QString &path) const
 
 bool LinuxSettingsFiles::exists(const QString &path)
 {
-    const auto place = FilePlace::find(encoded(path));
+    const QByteArray name = encoded(path);
+    if (FilePlace::isSurelyTaken(name))
+        return true;
+    const auto place = FilePlace::find(name);
     if (!place)
         return place.error().code != SettingsFileError::Code::Missing;
     return place.value().status().has_value() || errno != ENOENT;

@@ -81,6 +81,9 @@ QDBusMessage MenuExporter::answer(const QDBusMessage &message)
                                       {QStringLiteral("TextDirection"), QStringLiteral("ltr")},
                                       {QStringLiteral("Status"), QStringLiteral("normal")},
                                       {QStringLiteral("IconThemePath"), QStringList()}});
+    if (!message.interface().isEmpty() && message.interface() != interfaceName())
+        return message.createErrorReply(QDBusError::UnknownInterface,
+                                        QStringLiteral("No interface %1").arg(message.interface()));
     const QString call = message.member() + QLatin1Char(':') + message.signature();
     const QList<QVariant> arguments = message.arguments();
     if (call == QLatin1String("GetLayout:iias"))
@@ -100,14 +103,16 @@ QDBusMessage MenuExporter::answer(const QDBusMessage &message)
                    : noSuchItem(message);
     if (call == QLatin1String("EventGroup:a(isvu)"))
         return eventGroup(message);
-    if (call == QLatin1String("AboutToShow:i"))
-        return message.createReply(refresh());
-    if (call == QLatin1String("AboutToShowGroup:ai")) {
-        const QList<int> updated = refresh() ? QList<int>{0} : QList<int>{};
-        return message.createReply(
-            {QVariant::fromValue(updated), QVariant::fromValue(QList<int>())});
+    if (call == QLatin1String("AboutToShow:i")) {
+        const bool updated = refresh();
+        const int id = arguments.at(0).toInt();
+        return id == 0 || knows(id) ? message.createReply(updated) : noSuchItem(message);
     }
-    return message.createErrorReply(QDBusError::UnknownMethod,
+    if (call == QLatin1String("AboutToShowGroup:ai"))
+        return aboutToShowGroup(message);
+    const bool known = introspect(QString()).contains(
+        QStringLiteral("<method name=\"%1\">").arg(message.member()));
+    return message.createErrorReply(known ? QDBusError::InvalidArgs : QDBusError::UnknownMethod,
                                     QStringLiteral("No method %1").arg(call));
 }
 
@@ -137,10 +142,17 @@ QDBusMessage MenuExporter::groupProperties(const QDBusMessage &message)
         for (int index = 0; index < m_titles.size(); ++index)
             ids.append(m_firstId + index);
     }
+    const QStringList names = message.arguments().at(1).toStringList();
+    const auto wanted = [&names](QVariantMap properties) {
+        properties.removeIf([&names](const auto &property) {
+            return !names.isEmpty() && !names.contains(property.key());
+        });
+        return properties;
+    };
     QList<MenuItemProperties> found;
     for (const int id : std::as_const(ids)) {
         if (const auto properties = itemProperties(id))
-            found.append({id, *properties});
+            found.append({id, wanted(*properties)});
     }
     return message.createReply(QVariant::fromValue(found));
 }
@@ -154,6 +166,18 @@ QDBusMessage MenuExporter::eventGroup(const QDBusMessage &message)
             unknown.append(one.id);
     }
     return message.createReply(QVariant::fromValue(unknown));
+}
+
+QDBusMessage MenuExporter::aboutToShowGroup(const QDBusMessage &message)
+{
+    const QList<int> updated = refresh() ? QList<int>{0} : QList<int>{};
+    const auto ids = qdbus_cast<QList<int>>(message.arguments().at(0));
+    QList<int> unknown;
+    for (const int id : ids) {
+        if (id != 0 && !knows(id))
+            unknown.append(id);
+    }
+    return message.createReply({QVariant::fromValue(updated), QVariant::fromValue(unknown)});
 }
 
 std::optional<QVariantMap> MenuExporter::itemProperties(int id) const

@@ -32,6 +32,7 @@ private:
     [[nodiscard]] QDBusMessage layout(const QDBusMessage &message);
     [[nodiscard]] QDBusMessage groupProperties(const QDBusMessage &message);
     [[nodiscard]] QDBusMessage eventGroup(const QDBusMessage &message);
+    [[nodiscard]] QDBusMessage aboutToShowGroup(const QDBusMessage &message);
     [[nodiscard]] std::optional<QVariantMap> itemProperties(int id) const;
     /// Builds the menu anew; true when its titles changed.
     bool refresh();

@@ -26,6 +26,13 @@
         return message.createErrorReply(QDBusError::UnknownProperty,
                                         QStringLiteral("No such property"));
     }
-    return message.createErrorReply(QDBusError::PropertyReadOnly,
-                                    QStringLiteral("The properties are read-only"));
+    if (message.member() == QLatin1String("Set") && message.signature() == QLatin1String("ssv"))
+        return message.createErrorReply(QDBusError::PropertyReadOnly,
+                                        QStringLiteral("The properties are read-only"));
+    const bool known = message.member() == QLatin1String("GetAll") ||
+                       message.member() == QLatin1String("Get") ||
+                       message.member() == QLatin1String("Set");
+    return message.createErrorReply(known ? QDBusError::InvalidArgs : QDBusError::UnknownMethod,
+                                    QStringLiteral("No method %1 with signature \"%2\"")
+                                        .arg(message.member(), message.signature()));
 }

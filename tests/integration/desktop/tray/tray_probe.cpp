@@ -3,6 +3,8 @@
 #include "platform/linux/statusbar/LinuxStatusBar.h"
 
 #include <QApplication>
+#include <QColor>
+#include <QImage>
 #include <QSocketNotifier>
 
 #include <cstdio>
@@ -16,13 +18,15 @@ void say(const QString &text)
     std::fflush(stdout);
 }
 
-int runAlert(const DiagnosticSink &sink)
+int runAlert(const DiagnosticSink &sink, const QImage &icon = QImage())
 {
     LinuxAlertPresenter presenter(QStringLiteral("Self-Service Password Reset"), sink);
     Alert alert;
     alert.messageText = QStringLiteral("This service is <b>not</b> configured.");
     alert.informativeText = QStringLiteral("Ask your administrator.");
     alert.style = AlertStyle::Critical;
+    if (!icon.isNull())
+        alert.icon = icon;
     say(QStringLiteral("response %1").arg(presenter.runModal(alert)));
     return 0;
 }
@@ -79,7 +83,13 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     QSocketNotifier input(0, QSocketNotifier::Read);
-    if (mode == "alert") {
+    if (mode == "alert" || mode == "alert-with-icon") {
+        // No theme has a magenta square.
+        QImage icon;
+        if (mode == "alert-with-icon") {
+            icon = QImage(128, 128, QImage::Format_RGB32);
+            icon.fill(QColor(255, 0, 255));
+        }
         QObject::connect(&input, &QSocketNotifier::activated, &application, [&input] {
             input.setEnabled(false);
             QCoreApplication::quit();
@@ -87,8 +97,8 @@ int main(int argc, char **argv)
         // The alert runs inside the main loop, as in the program.
         QMetaObject::invokeMethod(
             &application,
-            [&sink] {
-                runAlert(sink);
+            [&sink, icon] {
+                runAlert(sink, icon);
                 QCoreApplication::quit();
             },
             Qt::QueuedConnection);

@@ -2,6 +2,7 @@
 """The status item and the alerts, seen from outside: tray_test.py CASE PROBE."""
 import os
 import queue
+import re
 import shutil
 import subprocess
 import sys
@@ -135,6 +136,87 @@ def item_name():
     return None
 
 
+def refused(service, path, method, *arguments):
+    """The D-Bus name of the error that a call ends with."""
+    answer = run("dbus-send", "--session", "--print-reply", "--dest=" + service, path, method,
+                 *arguments)
+    assert answer.returncode != 0, answer.stdout
+    return re.match(r"Error ([\w.]+):", answer.stderr).group(1)
+
+
+def check_menu_calls(name, enroll, leave):
+    """Calls that some hosts use besides GetLayout and Event; the layout was asked for before."""
+    def told(method, *arguments):
+        answer = call(name, "/MenuBar", "com.canonical.dbusmenu." + method, *arguments)
+        assert answer.returncode == 0, answer.stderr
+        return answer.stdout.strip()
+    assert told("GetProperty", leave, "label") == "(<'Exit'>,)"
+    assert told("GetProperty", "0", "children-display") == "(<'submenu'>,)"
+    both = told("GetGroupProperties", "[]", "[]")
+    assert "'Enroll__now & here'" in both and "'Exit'" in both, both
+    one = told("GetGroupProperties", f"[{leave}, 999]", "['label']")
+    assert f"({leave}, {{" in one and "'Exit'" in one, one
+    assert not any(part in one for part in ("Enroll", "999", "enabled")), one
+    assert told("AboutToShow", "0") == "(false,)"
+    assert told("AboutToShowGroup", "[0, 999]") == "(@ai [], [999])"
+    # Neither opening an item nor an unknown item runs anything; the destroyed item would tell.
+    assert told("EventGroup", f"[({enroll}, 'hovered', <0>, 0), (999, 'clicked', <0>, 0)]") == "([999],)"
+    errors = "org.freedesktop.DBus.Error."
+    menu, properties = "com.canonical.dbusmenu.", "org.freedesktop.DBus.Properties."
+    for error, method, arguments in (
+            ("InvalidArgs", menu + "GetProperty", ["int32:999", "string:label"]),
+            ("InvalidArgs", menu + "GetProperty", ["int32:" + leave, "string:nothing"]),
+            ("InvalidArgs", menu + "GetLayout", ["int32:999", "int32:1", "array:string:"]),
+            ("InvalidArgs", menu + "AboutToShow", ["int32:999"]),
+            ("InvalidArgs", menu + "GetProperty", ["string:label"]),
+            ("UnknownMethod", menu + "Nothing", []),
+            ("UnknownInterface", "com.example.Other.AboutToShow", ["int32:0"]),
+            ("InvalidArgs", properties + "GetAll", ["int32:1"]),
+            ("InvalidArgs", properties + "Get", ["string:com.canonical.dbusmenu"]),
+            ("UnknownProperty", properties + "Get", ["string:com.canonical.dbusmenu", "string:Nothing"]),
+            ("UnknownMethod", properties + "Nothing", []),
+            ("PropertyReadOnly", properties + "Set",
+             ["string:com.canonical.dbusmenu", "string:Version", "variant:uint32:1"])):
+        got = refused(name, "/MenuBar", method, *arguments)
+        assert got == errors + error, (method, arguments, got)
+    assert refused(name, "/StatusNotifierItem", properties + "GetAll", "int32:1") == errors + "InvalidArgs"
+
+
+def luminance(level):
+    """Relative luminance of a grey of sRGB, 0 to 255 (WCAG 2.1)."""
+    part = level / 255
+    return part / 12.92 if part <= 0.04045 else ((part + 0.055) / 1.055) ** 2.4
+
+
+def contrast(one, other):
+    dark, light = sorted((luminance(one), luminance(other)))
+    return (light + 0.05) / (dark + 0.05)
+
+
+def check_icon(name):
+    """The pixmaps are ARGB32 with the alpha first, and can be seen on a light and on a dark panel."""
+    answer = call(name, "/StatusNotifierItem", "org.freedesktop.DBus.Properties.Get",
+                  "org.kde.StatusNotifierItem", "IconPixmap").stdout
+    found = re.findall(r"\((\d+), (\d+), \[((?:byte )?0x[^\]]*)\]\)", answer)
+    assert [size[:2] for size in found] == [(str(side),) * 2 for side in (16, 22, 24, 32, 48)], answer[:200]
+    for width, height, text in found:
+        data = bytes(int(byte, 16) for byte in text.replace("byte ", "").split(", "))
+        side = int(width)
+        assert len(data) == side * int(height) * 4, (width, len(data))
+        pixels = [data[place:place + 4] for place in range(0, len(data), 4)]
+        # The corner is clear; the ring of the key, a quarter from its left end, is not.
+        assert pixels[0][0] == 0, pixels[0]
+        ring = pixels[(side // 2) * side + round(side * 1.5 / 16)]
+        assert ring[0] == 255, ring
+        solid = [pixel for pixel in pixels if pixel[0] == 255]
+        assert len(solid) > side * side / 10, len(solid)
+        for pixel in solid:
+            red, green, blue = pixel[1:]
+            assert red == green == blue, pixel
+            # 3 : 1 is what WCAG asks of an icon; the panels are Adwaita's, light and dark.
+            assert contrast(red, 0xf6) >= 3 and contrast(red, 0x24) >= 3, pixel
+
+
 def case_dbus():
     start_bus()
     probe = Probe(PROBE, "item-without-display")
@@ -148,8 +230,10 @@ def case_dbus():
     menu = "com.canonical.dbusmenu."
     layout = call(name, "/MenuBar", menu + "GetLayout", "0", "9", "[]").stdout
     assert "'label': <'Enroll__now & here'>" in layout and "'label': <'Exit'>" in layout, layout
-    children = __import__("re").findall(r"<\((\d+), ", layout)
+    children = re.findall(r"<\((\d+), ", layout)
     assert len(children) == 2, layout
+    check_menu_calls(name, *children)
+    check_icon(name)
     assert call(name, "/MenuBar", menu + "Event", "999", "clicked", "<0>", "0").returncode != 0
     assert call(name, "/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate",
                 "1", "2").returncode == 0
@@ -252,6 +336,13 @@ def alert_window(probe):
                                       "^Self-Service Password Reset$").stdout.split())[-1]
 
 
+def magenta(window):
+    """How many pixels of the window have the colour that no theme has."""
+    told = run("convert", f"x:{window}", "-fill", "black", "+opaque", "#ff00ff", "-fill", "white",
+               "-opaque", "#ff00ff", "-format", "%[fx:round(mean*w*h)]", "info:")
+    return int(told.stdout) if told.returncode == 0 else -1
+
+
 def case_alert():
     start_display()
     for name, key in (("answered", "Return"), ("escaped", "Escape")):
@@ -260,6 +351,21 @@ def case_alert():
         run("xdotool", "windowfocus", "--sync", window)
         run("xdotool", "key", key)
         probe.expect("response 1000")
+    # openbox closes the focused window at Alt-F4, as it does at the button of the frame.
+    probe = Probe(PROBE, "alert")
+    window = alert_window(probe)
+    until("the alert without an icon of its own", lambda: magenta(window) == 0)
+    run("xdotool", "windowactivate", "--sync", window)
+    run("xdotool", "key", "alt+F4")
+    probe.expect("response 1000")
+    # The icon that was given is shown in its place, 64 pixels wide and high, as the window has it.
+    probe = Probe(PROBE, "alert-with-icon")
+    window = alert_window(probe)
+    until("the given icon", lambda: magenta(window) == 64 * 64)
+    screenshot("alert-icon")
+    run("xdotool", "windowfocus", "--sync", window)
+    run("xdotool", "key", "Return")
+    probe.expect("response 1000")
     probe = Probe(PROBE, "alert")
     alert_window(probe)
     screenshot("alert")
