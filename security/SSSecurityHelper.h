@@ -38,8 +38,8 @@ public:
                                                                         const SSSecureData *key);
 
     /// A request code as dashed Base32 text. `computerRID` is not 0, `key` has 128 bytes. The
-    /// random number that the response is checked with goes to `random` unless that is null; without
-    /// a code it keeps its value.
+    /// random number that the response is checked with goes to `random` unless that is null;
+    /// without a code it keeps its value.
     [[nodiscard]] static std::optional<QString>
     generateRequestCodeWithComputerRID(std::uint32_t computerRID, const SSSecureData *key,
                                        std::uint32_t *random);
