@@ -12,7 +12,7 @@
 
 namespace {
 
-/// UTF-16 text decoded from little-endian bytes, wiped when it goes out of scope.
+/// UTF-16 text decoded from little-endian bytes, in the storage for secrets.
 class DecodedPassword
 {
 public:
@@ -23,14 +23,13 @@ public:
                                               std::to_integer<unsigned>(bytes[2 * i + 1]) << 8U);
         }
     }
-    ~DecodedPassword() { SSSecure::secureFree(std::as_writable_bytes(std::span(m_text))); }
     DecodedPassword(const DecodedPassword &) = delete;
     DecodedPassword &operator=(const DecodedPassword &) = delete;
 
     [[nodiscard]] std::u16string_view text() const { return {m_text.data(), m_text.size()}; }
 
 private:
-    std::vector<char16_t> m_text;
+    std::vector<char16_t, SSSecureAllocator<char16_t>> m_text;
 };
 
 } // namespace

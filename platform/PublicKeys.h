@@ -56,8 +56,8 @@ public:
     [[nodiscard]] virtual Result<std::unique_ptr<Asn1Coder>, CryptographyError>
     createAsn1Coder() = 0;
 
-    /// A key from a PKCS #1 RSAPublicKey in DER. An error when it is not of `bits` bits, its modulus
-    /// is even, or its exponent is one that encrypts nothing (even, or 1).
+    /// A key from a PKCS #1 RSAPublicKey in DER. An error when it is not of `bits` bits, its
+    /// modulus is even, or its exponent is one that encrypts nothing (even, or 1).
     [[nodiscard]] virtual Result<std::unique_ptr<RsaPublicKey>, CryptographyError>
     createRsaPublicKey(std::span<const std::byte> der, unsigned bits) = 0;
 };

@@ -16,11 +16,8 @@ class SSSecureData;
 /// Class operations only, on any thread. Buffers come back as new secure buffers; null, after a
 /// line in the log, for every failure. A null buffer counts as an empty one.
 ///
-/// Compatibility: two values of the machine-bound encryption are this program's own, the 32-byte
-/// constant of the key and the multiplier of the initialisation vector (9). Both stand in
-/// SSSecurityHelper.cpp and were drawn at random once. A build that is to read key files of another
-/// one needs the same two values, and the same application id of the machine identity; changing any
-/// of them makes every key file unreadable.
+/// Compatibility: the values of the machine-bound encryption that every build has to keep are
+/// documented in docs/offline-reset.md.
 class SSSecurityHelper
 {
 public:
@@ -41,8 +38,8 @@ public:
                                                                         const SSSecureData *key);
 
     /// A request code as dashed Base32 text. `computerRID` is not 0, `key` has 128 bytes. The
-    /// random number that the response is checked with goes to `random` unless that is null; without
-    /// a code it keeps its value.
+    /// random number that the response is checked with goes to `random` unless that is null;
+    /// without a code it keeps its value.
     [[nodiscard]] static std::optional<QString>
     generateRequestCodeWithComputerRID(std::uint32_t computerRID, const SSSecureData *key,
                                        std::uint32_t *random);

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/SecretInput.h"
+#include "security/SSBase64.h"
 #include "security/SSMutableSecureData.h"
 #include "security/SSSecureData.h"
 #include "settings/SSLogonSettings.h"
@@ -9,6 +10,7 @@
 #include <QStringDecoder>
 
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -16,18 +18,24 @@ using SSControlSecrets::Secret;
 
 constexpr std::size_t longestLine = 4096;
 
-/// The line as text; wiped by secureFree() once it has been used.
-std::optional<QString> textOf(const SSSecureData &line)
+/// A text in the storage for secrets.
+using Text = std::vector<char16_t, SSSecureAllocator<char16_t>>;
+
+/// The line as text, decoded straight into its storage; none when it is no UTF-8.
+std::optional<Text> textOf(const SSSecureData &line)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
                                                      QStringDecoder::Flag::ConvertInitialBom);
     const auto bytes = line.data();
-    QString text = decoder(QByteArrayView(reinterpret_cast<const char *>(bytes.data()),
-                                          static_cast<qsizetype>(bytes.size())));
-    if (!decoder.hasError())
-        return text;
-    SSSecure::secureFree(text);
-    return std::nullopt;
+    const QByteArrayView utf8(reinterpret_cast<const char *>(bytes.data()),
+                              static_cast<qsizetype>(bytes.size()));
+    Text text(static_cast<std::size_t>(decoder.requiredSpace(utf8.size())));
+    auto *begin = reinterpret_cast<QChar *>(text.data());
+    const QChar *end = decoder.appendToBuffer(begin, utf8);
+    if (decoder.hasError())
+        return std::nullopt;
+    text.resize(static_cast<std::size_t>(end - begin));
+    return text;
 }
 
 } // namespace
@@ -47,19 +55,16 @@ Secret SSControlSecrets::password()
     const Secret utf8 = line(QStringLiteral("Password: "));
     if (!utf8.data)
         return {nullptr, QStringLiteral("no password: ") + utf8.failure};
-    std::optional<QString> text = textOf(*utf8.data);
+    const auto text = textOf(*utf8.data);
     if (!text)
         return {nullptr, QStringLiteral("the password is not UTF-8 text")};
-    const auto utf16 =
-        SSMutableSecureData::dataWithLength(2 * static_cast<std::size_t>(text->size()));
+    const auto utf16 = SSMutableSecureData::dataWithLength(2 * text->size());
     const auto bytes = utf16->mutableData();
-    for (qsizetype i = 0; i < text->size(); ++i) {
-        const char16_t unit = std::as_const(*text).at(i).unicode();
-        const auto at = 2 * static_cast<std::size_t>(i);
-        bytes[at] = static_cast<std::byte>(unit & 0xff);
-        bytes[at + 1] = static_cast<std::byte>(unit >> 8);
+    for (std::size_t i = 0; i < text->size(); ++i) {
+        const char16_t unit = (*text)[i];
+        bytes[2 * i] = static_cast<std::byte>(unit & 0xff);
+        bytes[2 * i + 1] = static_cast<std::byte>(unit >> 8);
     }
-    SSSecure::secureFree(*text);
     return {SSSecureData::dataWithMutableSecureData(utf16.get()), {}};
 }
 
@@ -68,13 +73,11 @@ Secret SSControlSecrets::sessionKey()
     const Secret base64 = line(QStringLiteral("Session key in Base64: "));
     if (!base64.data)
         return {nullptr, QStringLiteral("no session key: ") + base64.failure};
-    std::optional<QString> text = textOf(*base64.data);
-    const auto key = SSSecureData::initWithBase64EncodedString(text);
-    if (text)
-        SSSecure::secureFree(*text);
-    if (key->length() == 0)
+    const auto text = textOf(*base64.data);
+    auto key = text ? SSBase64::decoded(*text, false) : std::nullopt;
+    if (!key || key->empty())
         return {nullptr, QStringLiteral("the session key is not Base64")};
-    return {key, {}};
+    return {SSSecureData::initWithData(*std::move(key)), {}};
 }
 
 Secret SSControlSecrets::cachedSessionKey()

@@ -23,8 +23,7 @@ constexpr std::size_t idLength = 16;
 constexpr std::size_t idTextLength = 2 * idLength;
 using Id = std::array<unsigned char, idLength>;
 
-/// Changing it changes the identity of every computer, and with it the key that the computer's key
-/// file is encrypted with.
+/// Not to be changed: docs/offline-reset.md, "What a build has to keep".
 constexpr Id applicationId{0x44, 0x5a, 0x62, 0xe8, 0x2a, 0x85, 0x17, 0x44,
                            0x63, 0xd8, 0x9f, 0x61, 0xd8, 0x8c, 0x07, 0xcd};
 

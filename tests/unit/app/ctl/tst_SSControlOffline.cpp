@@ -147,6 +147,38 @@ private Q_SLOTS:
         QVERIFY(f.errors.contains(u"there is no session key in the cache"_s));
     }
 
+    void aPasswordIsUtf8Text_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::newRow("overlong") << QByteArray("\xc0\xaf");
+        QTest::newRow("surrogate") << QByteArray("\xed\xa0\x80");
+        QTest::newRow("beyond Unicode") << QByteArray("\xf4\x90\x80\x80");
+        QTest::newRow("cut off") << QByteArray("secret\xe2\x82");
+        QTest::newRow("in the middle") << QByteArray("se\xffret");
+    }
+    void aPasswordIsUtf8Text()
+    {
+        QFETCH(QByteArray, line);
+        Fixture f;
+        f.type(line);
+        QCOMPARE(f.run({"offline", "dcc2", "--user", "jdoe"}), 1);
+        QVERIFY(f.errors.contains(u"the password is not UTF-8 text"_s));
+        QVERIFY(f.output.isEmpty());
+        f.type(line);
+        QCOMPARE(f.run({"offline", "request", "--rid", "1"}), 1);
+        QVERIFY(f.errors.contains(u"the session key is not Base64"_s));
+    }
+
+    // U+FEFF, U+1F511 and U+00E4: nothing of a password is left out. By Python's pbkdf2_hmac over
+    // MD4 of RFC 1320.
+    void everyCharacterOfAPasswordCounts()
+    {
+        Fixture f;
+        f.type("\xef\xbb\xbf\xf0\x9f\x94\x91\xc3\xa4");
+        QCOMPARE(f.run({"offline", "dcc2", "--user", "jdoe", "--iterations", "3"}), 0);
+        QCOMPARE(f.output, u"6b24dc871c535e8948011b71dd2dd1d0\n"_s);
+    }
+
     void aKeyOfAnotherLengthIsRefused()
     {
         Fixture f;
