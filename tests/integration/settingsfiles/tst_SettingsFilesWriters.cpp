@@ -248,6 +248,8 @@ private Q_SLOTS:
                     calls.append(call);
             } else if (!made.isEmpty() && call != QLatin1String("openat")) {
                 calls.append(call);
+                if (call == QLatin1String("renameat"))
+                    made.clear(); // closed next; the number is used again
             }
         }
         calls.removeIf([](const QString &call) {
