@@ -58,7 +58,7 @@ readBinaryPropertyListDictionary(const PropertyListData &contents,
 /// 9999, and what a reader with `limits` would refuse.
 ///
 /// The bytes are allocated once, at their final size, so that no second copy of a secret is left
-/// anywhere. They are the caller's to wipe: adopt them into a secure buffer. Pure; any thread.
+/// anywhere. They are the caller's to wipe. Pure; any thread.
 [[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
 writeBinaryPropertyList(const QVariant &value, const PropertyListLimits &limits = {});
 [[nodiscard]] Result<std::vector<std::byte>, PropertyListError>

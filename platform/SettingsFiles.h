@@ -43,8 +43,7 @@ enum class SettingsFileTrust {
     EffectiveUser, ///< refused unless the effective user's own, and writable to nobody else
 };
 
-/// The bytes of a file; the reader's to wipe when they are a secret (adopt them into a secure
-/// buffer: they are allocated once and moved, not copied).
+/// The bytes of a file, allocated once; the reader's to wipe when they are a secret.
 using SettingsFileBytes = std::vector<std::byte>;
 using SettingsFileResult = Result<std::monostate, SettingsFileError>;
 
