@@ -164,8 +164,10 @@ def start_desktop(environment):
     log = open(OUTPUT / "desktop.log", "wb")
     options = {"environment": environment, "stdout": log, "stderr": log}
     display_read, display_write = os.pipe()
-    as_user("Xvfb", "-displayfd", str(display_write), "-screen", "0", "1024x700x24", "-nolisten", "tcp",
-            pass_fds=[display_write], **options)
+    # A number of its own: servers that look for a free one take each other's sockets away.
+    display = ":" + str(100 + os.getpid() % 30000)
+    as_user("Xvfb", display, "-displayfd", str(display_write), "-screen", "0", "1024x700x24",
+            "-nolisten", "tcp", "-noreset", pass_fds=[display_write], **options)
     os.close(display_write)
     environment["DISPLAY"] = ":" + os.read(display_read, 16).decode().strip()
     bus_read, bus_write = os.pipe()
