@@ -150,12 +150,6 @@ std::unique_ptr<StatusItem> FakeStatusBar::squareStatusItem()
     return std::make_unique<Handle>(this, m_items.last());
 }
 
-qint64 FakeAlerts::runModal(const Alert &alert)
-{
-    shown.append(alert);
-    return response;
-}
-
 bool FakeWorkspace::openUrl(const QString &url)
 {
     opened.append(url);

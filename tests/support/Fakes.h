@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Alerts.h"
 #include "platform/Application.h"
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
@@ -52,6 +51,8 @@ public:
         return QStringLiteral("com.zevrik.selfservice");
     }
     [[nodiscard]] QString cachesDirectory() override { return caches; }
+    [[nodiscard]] bool isSecureTokenSupported() override { return secureTokenSupported; }
+    bool secureTokenSupported = true;
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
     QString caches = QStringLiteral("/Library/Caches");
 };
@@ -136,14 +137,6 @@ public:
 private:
     class Handle;
     QList<std::shared_ptr<Item>> m_items;
-};
-
-class FakeAlerts final : public AlertPresenter
-{
-public:
-    [[nodiscard]] qint64 runModal(const Alert &alert) override;
-    QList<Alert> shown;
-    qint64 response = ModalResponse::FirstButton;
 };
 
 class FakeWorkspace final : public Workspace
