@@ -2,6 +2,7 @@
 
 #include "platform/Alerts.h"
 #include "platform/Application.h"
+#include "platform/ChildProcess.h"
 #include "platform/Clock.h"
 #include "platform/Cryptography.h"
 #include "platform/Directory.h"
@@ -42,6 +43,7 @@ Platform::~Platform()
     runLoop.reset();
     application.reset();
     directory.reset();
+    childProcesses.reset();
     settingsFiles.reset();
     identity.reset();
     Platform *self = this;

@@ -4,6 +4,7 @@
 
 class AlertPresenter;
 class Application;
+class ChildProcessFactory;
 class Clock;
 class Cryptography;
 class DirectoryService;
@@ -44,6 +45,7 @@ struct Platform
     std::shared_ptr<MachineIdentity> machineIdentity;
     std::shared_ptr<IdentityService> identity;
     std::shared_ptr<SettingsFiles> settingsFiles;
+    std::shared_ptr<ChildProcessFactory> childProcesses;
     std::shared_ptr<DirectoryService> directory;
     std::shared_ptr<SecretInput> secretInput;
     std::shared_ptr<Application> application;

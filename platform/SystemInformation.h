@@ -18,4 +18,8 @@ public:
     /// The folder that holds what the computer's programs keep for all its users, absolute, as
     /// SettingsFiles takes it. Empty when there is no such place.
     [[nodiscard]] virtual QString cachesDirectory() = 0;
+
+    /// Whether disk encryption here knows SecureToken. Where it does not, the list of those who may
+    /// unlock the disk takes its place.
+    [[nodiscard]] virtual bool isSecureTokenSupported() = 0;
 };

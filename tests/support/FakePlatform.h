@@ -6,6 +6,8 @@
 #include "platform/Platform.h"
 #include "platform/PublicKeys.h"
 #include "platform/UrlSession.h"
+#include "tests/support/FakeAlerts.h"
+#include "tests/support/FakeChildProcesses.h"
 #include "tests/support/FakeCryptography.h"
 #include "tests/support/FakeRunLoop.h"
 #include "tests/support/FakeSettingsFiles.h"
@@ -30,6 +32,7 @@ public:
         platform.machineIdentity = machineIdentity;
         platform.identity = identity;
         platform.settingsFiles = settingsFiles;
+        platform.childProcesses = childProcesses;
         platform.secretInput = secretInput;
         platform.application = application;
         platform.notificationCenter = notificationCenter;
@@ -53,6 +56,7 @@ public:
     std::shared_ptr<FakeMachineIdentity> machineIdentity = std::make_shared<FakeMachineIdentity>();
     std::shared_ptr<FakeIdentity> identity = std::make_shared<FakeIdentity>();
     std::shared_ptr<FakeSettingsFiles> settingsFiles = std::make_shared<FakeSettingsFiles>();
+    std::shared_ptr<FakeChildProcesses> childProcesses = std::make_shared<FakeChildProcesses>();
     std::shared_ptr<FakeApplication> application = std::make_shared<FakeApplication>();
     std::shared_ptr<FakeNotificationCenter> notificationCenter =
         std::make_shared<FakeNotificationCenter>();

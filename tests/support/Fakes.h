@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Alerts.h"
 #include "platform/Application.h"
 #include "platform/Identity.h"
 #include "platform/LogFile.h"
@@ -52,6 +51,8 @@ public:
         return QStringLiteral("com.zevrik.selfservice");
     }
     [[nodiscard]] QString cachesDirectory() override { return caches; }
+    [[nodiscard]] bool isSecureTokenSupported() override { return secureTokenSupported; }
+    bool secureTokenSupported = true;
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
     QString caches = QStringLiteral("/Library/Caches");
 };
@@ -62,6 +63,9 @@ public:
     [[nodiscard]] QString userName() override { return name; }
     [[nodiscard]] QString accountName() override { return name; }
     [[nodiscard]] quint32 effectiveUserId() override { return userId; }
+    [[nodiscard]] Result<std::optional<IdentityAccount>, IdentityError>
+    accountWithId(quint32 id) override;
+    [[nodiscard]] QList<quint32> groupsOf(const IdentityAccount &account) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
     usersWithName(const QString &userName) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
@@ -70,6 +74,9 @@ public:
 
     QString name = QStringLiteral("jdoe");
     quint32 userId = 1000;
+    /// What accountWithId() finds.
+    QList<IdentityAccount> accounts{
+        {QStringLiteral("jdoe"), 1000, 1000, QStringLiteral("/home/jdoe")}};
     QList<IdentityRecord> users;
     QList<IdentityRecord> groups;
     QList<std::pair<quint32, quint32>> memberships; ///< user id, group id
@@ -136,14 +143,6 @@ public:
 private:
     class Handle;
     QList<std::shared_ptr<Item>> m_items;
-};
-
-class FakeAlerts final : public AlertPresenter
-{
-public:
-    [[nodiscard]] qint64 runModal(const Alert &alert) override;
-    QList<Alert> shown;
-    qint64 response = ModalResponse::FirstButton;
 };
 
 class FakeWorkspace final : public Workspace

@@ -24,3 +24,8 @@ QString LinuxSystemInformation::cachesDirectory()
 {
     return QStringLiteral("/Library/Caches");
 }
+
+bool LinuxSystemInformation::isSecureTokenSupported()
+{
+    return true;
+}

@@ -9,6 +9,7 @@ public:
     [[nodiscard]] QString operatingSystemVersionString() override;
     [[nodiscard]] QString bundleIdentifier() override;
     [[nodiscard]] QString cachesDirectory() override;
+    [[nodiscard]] bool isSecureTokenSupported() override;
 
 private:
     QString m_bundleIdentifier;

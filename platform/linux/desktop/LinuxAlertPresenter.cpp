@@ -106,3 +106,10 @@ qint64 LinuxAlertPresenter::runModal(const Alert &alert)
         return ModalResponse::Abort;
     return ModalResponse::FirstButton;
 }
+
+std::unique_ptr<AlertWindow> LinuxAlertPresenter::makeWindow()
+{
+    return nullptr;
+}
+
+void LinuxAlertPresenter::stopModal(qint64) {}

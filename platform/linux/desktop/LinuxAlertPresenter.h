@@ -11,6 +11,8 @@ public:
     /// `windowTitle` is the title of every alert.
     LinuxAlertPresenter(QString windowTitle, DiagnosticSink diagnostics);
 
+    [[nodiscard]] std::unique_ptr<AlertWindow> makeWindow() override;
+    void stopModal(qint64 code) override;
     [[nodiscard]] qint64 runModal(const Alert &alert) override;
 
 private:

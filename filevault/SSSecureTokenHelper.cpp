@@ -1,0 +1,1 @@
+#include "filevault/SSSecureTokenHelper.h"

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+class AlertWindow;
+class SSLogonSettings;
+class SSSecureTokenAlertAdminUser;
+class SSSecureTokenAlertUserPassword;
+
+/// What update() and the dialogs end with.
+namespace SSUpdateResult {
+inline constexpr qint64 Done = 1;      ///< confirmed, and of update(): the tools succeeded
+inline constexpr qint64 Cancelled = 2; ///< by the user; he may start again
+inline constexpr qint64 Skipped = 3;
+inline constexpr qint64 Failed = 4;      ///< anything else
+inline constexpr qint64 Aborted = -1001; ///< from outside
+} // namespace SSUpdateResult
+
+/// Brings the disk encryption password of the logged-in user into line with his new one: asks for a
+/// SecureToken administrator, then for the new password, and runs the tools. One object for each
+/// run. Main thread; update() runs nested event loops, in which the other operations are called.
+class SSSecureTokenUpdate
+{
+public:
+    /// `settings` give the texts of the dialogs and outlive the object. Null: the built-in texts.
+    SSSecureTokenUpdate(const SSLogonSettings *settings, const QString &userName);
+    ~SSSecureTokenUpdate();
+    SSSecureTokenUpdate(const SSSecureTokenUpdate &) = delete;
+    SSSecureTokenUpdate &operator=(const SSSecureTokenUpdate &) = delete;
+
+    /// The whole sequence; one of SSUpdateResult. The user's flag is cleared before the tools run,
+    /// whatever they answer.
+    [[nodiscard]] qint64 update();
+    /// Brings the dialog on the screen, if any, to the front.
+    void activate();
+    /// Ends the dialog on the screen, if any: update() then returns Aborted, or Failed when the
+    /// dialog was the report of a failure.
+    void abort();
+    /// Reports a failure.
+    void alertWithMessage(const QString &message);
+
+private:
+    const SSLogonSettings *m_settings;
+    QString m_userName;
+    std::shared_ptr<SSSecureTokenAlertAdminUser> m_alertAdminUser;
+    std::shared_ptr<SSSecureTokenAlertUserPassword> m_alertUserPassword;
+    std::unique_ptr<AlertWindow> m_alertError;
+};
