@@ -36,6 +36,8 @@ PASSWORDS = [
     ("atTheEnd77\\",        True,  False, True),   # the shell's quote does not end
     ("dollar$Name77",       False, False, False),  # no such variable
     ("dollar${argc}77",     False, False, False),  # a variable: another password
+    ("dollar$(Paren)77",    False, False, False),  # a variable without a name
+    ("dollar$?Status77",    True,  False, True),   # the shell's own
     ("dollarLast77$",       True,  True,  True),   # no name follows
     ("open[Bracket77]",     False, False, False),  # no such command
     ("closing]Bracket77",   True,  True,  True),
