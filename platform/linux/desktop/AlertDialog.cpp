@@ -192,8 +192,10 @@ void AlertDialog::fit()
     fitButtons(room.width() - margins.left() - margins.right());
     int least = fontMetrics().averageCharWidth() * preferredCharacters;
     least = std::min(least, m_text->unwrappedWidth());
-    if (m_view)
-        least = std::max(least, m_view->sizeHint().width());
+    if (m_view) {
+        m_viewSize = m_view->sizeHint();
+        least = std::max(least, m_viewSize.width());
+    }
     if (m_buttonRow->direction() == QBoxLayout::LeftToRight)
         least = std::max(least, buttonsWidth() + margins.left() + margins.right() - besides);
     const int width = std::min(std::max(least, m_text->wordWidth()), widthLimit);
@@ -243,8 +245,12 @@ bool AlertDialog::event(QEvent *event)
     case QEvent::FontChange:
     case QEvent::StyleChange:
     case QEvent::LayoutDirectionChange:
-    case QEvent::LayoutRequest:
         if (isVisible())
+            fit();
+        break;
+    case QEvent::LayoutRequest:
+        // Fitting asks for one itself: only a view with new wishes is a reason to start again.
+        if (isVisible() && m_view && m_view->sizeHint() != m_viewSize)
             fit();
         break;
     default:

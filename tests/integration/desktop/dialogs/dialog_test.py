@@ -195,6 +195,53 @@ def case_keyboard():
         assert probe.result() == 1000
 
 
+def case_blocked():
+    """What is typed and clicked while a check runs answers nothing that comes after it."""
+    start_display()
+    for disk, result in (("old", 2), ("new", 1)):
+        go = os.path.join(scratch, "go-" + disk)
+        probe = Probe("admin", "disk=" + disk, "wait=" + go)
+        window = shown()
+        enter("boss", "s3cret")
+        key("Return")
+        probe.expect("checking")
+        key("Return", "Escape", "Return")
+        run("xdotool", "mousemove", "--window", window, "250", "170", "click", "--repeat", "2", "1")
+        with open(go, "w", encoding="utf-8"):
+            pass
+        if disk == "old":
+            shown(2)
+            assert probe.ask("windows") == "2"
+            key("Return")
+            shown(1)
+            assert probe.ask("windows") == "1"
+            key("Escape")
+        assert probe.result() == result
+        assert [line for line in probe.seen if line.startswith("checking")] == ["checking"]
+
+
+def ticks(process):
+    """Of processor time that it has used."""
+    with open(f"/proc/{process.pid}/stat", encoding="utf-8") as file:
+        fields = file.read().rsplit(")", 1)[1].split()
+    return int(fields[11]) + int(fields[12])
+
+
+def case_idle():
+    start_display()
+    for mode, options in (("admin", []), ("user", []), ("failure", ["failure=long"])):
+        probe = Probe(mode, *options)
+        shown()
+        seen = []
+
+        def rests():
+            seen.append(ticks(probe.process))
+            return seen[-20:] == 20 * [seen[-1]] # a second long
+        until("a process that rests", rests)
+        probe.tell("abort")
+        assert probe.result() in (-1001, 0)
+
+
 def case_close():
     start_display()
     # openbox closes the focused window at Alt-F4, as it does at the button of the frame.
@@ -424,6 +471,19 @@ def case_sizes():
     assert probe.result() == 2
 
 
+def case_small():
+    """A small screen and large letters: the texts scroll, everything else stays whole."""
+    start_display("640x480")
+    for mode, options in (("admin", []), ("user", []), ("not-in-sync", []),
+                          ("failure", ["failure=long"])):
+        probe = Probe(mode, *options, "font=200")
+        window = shown()
+        whole(probe, mode)
+        screenshot(mode + "-small", window)
+        probe.tell("abort")
+        assert probe.result() in (-1001, 0)
+
+
 def case_nodisplay():
     for variable in ("DISPLAY", "WAYLAND_DISPLAY"):
         os.environ.pop(variable, None)
@@ -443,6 +503,7 @@ os.environ["LC_ALL"] = "C.UTF-8"
 try:
     {"keyboard": case_keyboard, "close": case_close, "nested": case_nested, "quit": case_quit,
      "focus": case_focus, "accessibility": case_accessibility, "sizes": case_sizes,
+     "blocked": case_blocked, "idle": case_idle, "small": case_small,
      "nodisplay": case_nodisplay}[CASE]()
     print("passed")
 finally:
