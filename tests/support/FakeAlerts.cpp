@@ -28,8 +28,9 @@ FakeAlertWindow::~FakeAlertWindow() = default;
 std::shared_ptr<AlertButton> FakeAlertWindow::addButton(const QString &title, qint64 tag)
 {
     auto button = std::make_shared<AlertButton>(title, tag);
-    button->setTarget(m_ending);
-    button->setAction("endWithTag");
+    if (m_alerts.buttonsHaveTarget)
+        button->setTarget(m_ending);
+    button->setAction(m_alerts.buttonAction);
     buttons.append(button);
     return button;
 }
@@ -37,7 +38,7 @@ std::shared_ptr<AlertButton> FakeAlertWindow::addButton(const QString &title, qi
 qint64 FakeAlertWindow::runModal()
 {
     m_alerts.windowsRun.append(messageText);
-    if (m_alerts.answers.isEmpty())
+    if (!m_alerts.display || m_alerts.answers.isEmpty())
         return ModalResponse::Abort;
     const auto session = std::make_shared<FakeAlerts::Session>();
     m_alerts.m_sessions.append(session);
