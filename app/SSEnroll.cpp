@@ -95,7 +95,7 @@ bool SSEnroll::loadSettings()
     if (!keywords)
         return false;
     m_settingsEnroll = std::make_unique<SSTraySettings>();
-    m_settingsPasswordChanged = std::make_shared<SSLogonSettings>();
+    m_settingsPasswordChanged = std::make_unique<SSLogonSettings>();
     m_settingsEnroll->loadFromConnectionPointKeywords(keywords.get());
     m_settingsPasswordChanged->loadFromConnectionPointKeywords(keywords.get());
     if (!m_settingsPasswordChanged->compare(m_settingsPasswordChangedCached.get(), false)) {
@@ -154,9 +154,10 @@ void SSEnroll::loadSettingsAndProcessNotification()
         terminateApplication();
 }
 
-std::shared_ptr<const SSLogonSettings> SSEnroll::loginSettings() const
+const SSLogonSettings *SSEnroll::loginSettings() const
 {
-    return m_settingsPasswordChanged ? m_settingsPasswordChanged : m_settingsPasswordChangedCached;
+    return m_settingsPasswordChanged ? m_settingsPasswordChanged.get()
+                                     : m_settingsPasswordChangedCached.get();
 }
 
 RunLoop::TimerHandler SSEnroll::timerHandler(void (SSEnroll::*operation)(const RunLoopTimer *))

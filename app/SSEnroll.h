@@ -54,7 +54,7 @@ public:
     [[nodiscard]] qint32 tryCount() const { return m_tryCount; }
     /// The logon settings: the directory's, or before it has answered the cached ones; null when
     /// there are neither.
-    [[nodiscard]] std::shared_ptr<const SSLogonSettings> loginSettings() const;
+    [[nodiscard]] const SSLogonSettings *loginSettings() const;
 
     // Notifications and the status-bar item.
     bool showEnrollNotification();
@@ -131,8 +131,8 @@ private:
     SSReminderFlow m_passwordChangedFlow;
     std::unique_ptr<SSUserInfo> m_userInfo;
     std::unique_ptr<SSTraySettings> m_settingsEnroll;
-    std::shared_ptr<SSLogonSettings> m_settingsPasswordChanged;
-    std::shared_ptr<SSLogonSettings> m_settingsPasswordChangedCached;
+    std::unique_ptr<SSLogonSettings> m_settingsPasswordChanged;
+    std::unique_ptr<SSLogonSettings> m_settingsPasswordChangedCached;
     std::unique_ptr<StatusItem> m_statusItem;
     std::shared_ptr<SSEnrollUserInfo> m_userEnrolmentInfo;
     /// While it runs; its caller's stack owns it, so that it outlives an abort.

@@ -56,7 +56,7 @@ void SSEnroll::updatePasswordChangedStage(quint64 stage)
 
 bool SSEnroll::promptIsEnabled() const
 {
-    const auto settings = loginSettings();
+    const SSLogonSettings *const settings = loginSettings();
     return settings && settings->fileVaultPromptEnabled();
 }
 
@@ -75,7 +75,7 @@ bool SSEnroll::startPasswordChangedTimer()
     const SSFunctionLog scope("-[SSEnroll startPasswordChangedTimer]");
     stopPasswordChangedTimer();
     return m_passwordChangedFlow.armReminderTimer(promptIsEnabled(),
-                                                  remindLaterIntervalMins(loginSettings().get()),
+                                                  remindLaterIntervalMins(loginSettings()),
                                                   timerHandler(&SSEnroll::onPasswordChangedTimer));
 }
 
@@ -92,8 +92,8 @@ void SSEnroll::onPasswordChangedInitialTimer(const RunLoopTimer *timer)
         return;
     if (!promptForPasswordChanged())
         return;
-    updatePasswordChangedStage(
-        remindLaterIntervalMins(loginSettings().get()) > 0 ? SSStage::Reminding : SSStage::Done);
+    updatePasswordChangedStage(remindLaterIntervalMins(loginSettings()) > 0 ? SSStage::Reminding
+                                                                            : SSStage::Done);
 }
 
 void SSEnroll::onPasswordChangedTimer(const RunLoopTimer *timer)
@@ -117,7 +117,7 @@ bool SSEnroll::promptForPasswordChanged()
         checkTerminateApplication();
         return false;
     }
-    if (!showPasswordChangedNotificationWithSettings(loginSettings().get())) {
+    if (!showPasswordChangedNotificationWithSettings(loginSettings())) {
         updatePasswordChangedStage(SSStage::Done);
         return false;
     }

@@ -105,12 +105,10 @@ void SSEnroll::processPasswordChangedAction()
     const SSFunctionLog scope("-[SSEnroll processPasswordChangedAction]");
     if (!m_secureTokenUpdate.expired() || !SSSecureTokenHelper::passwordChanged())
         return;
-    // The application may end below the dialogs: everything that they need stays until they have
-    // unwound.
+    // The application may end below the dialogs: this and the update stay until they have unwound.
     const auto self = shared_from_this();
-    const auto settings = loginSettings();
     const auto update = std::make_shared<SSSecureTokenUpdate>(
-        settings.get(), Platform::current().identity->userName());
+        loginSettings(), Platform::current().identity->userName());
     m_secureTokenUpdate = update;
     processUpdateResult(update->update());
     m_secureTokenUpdate.reset();

@@ -20,7 +20,6 @@ public:
         fake.identity->groups = {{QStringLiteral("admin"), 27}};
         fake.identity->memberships = {{501, 27}};
         addLocalUser(QStringLiteral("boss"), u"Chef-7");
-        addLocalUser(QStringLiteral("jdoe"), u"Neu-9");
         const auto tools = fake.childProcesses->answer;
         fake.childProcesses->answer = [this, tools](const FakeChildProcesses::Run &run) {
             FakeChildProcesses::Answer answer = tools(run);
@@ -80,11 +79,5 @@ private:
         const QList<QLineEdit *> entries = window.accessoryView->findChildren<QLineEdit *>();
         for (qsizetype i = 0; i < texts.size(); ++i)
             entries.at(i)->setText(texts.at(i));
-    }
-    void addLocalUser(const QString &name, const std::u16string &password)
-    {
-        const auto record = FakeDirectory::add(
-            directory->localUsers, {{QString::fromUtf16(DirectoryAttribute::RecordName), {name}}});
-        record->correctPassword = password;
     }
 };

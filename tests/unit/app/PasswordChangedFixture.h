@@ -6,6 +6,7 @@
 #include "tests/unit/app/EnrollFixture.h"
 
 #include <optional>
+#include <string>
 
 /// A user whose password was changed elsewhere, on a computer whose tools the test plays. The
 /// enroll flow is switched off, so that the password-changed flow alone decides when the process
@@ -22,6 +23,7 @@ public:
         set(u"FileVaultSyncPrompt.SkipButtonText", QStringLiteral("Never mind"));
         set(u"FileVaultSyncPrompt.RemindLaterButtonText", QStringLiteral("Not now"));
         set(u"FileVaultSyncPrompt.RemindLaterIntervalMins", QStringLiteral("20"));
+        addLocalUser(QStringLiteral("jdoe"), u"Neu-9");
         setFlag(true);
         fake.childProcesses->answer = [this](const FakeChildProcesses::Run &run) {
             FakeChildProcesses::Answer answer;
@@ -126,6 +128,19 @@ public:
 
     bool fileVaultIsOn = true;
     bool userHoldsToken = true;
+
+protected:
+    /// An account of this computer.
+    void addLocalUser(const QString &name, const std::u16string &password)
+    {
+        const auto record = FakeDirectory::add(
+            directory->localUsers,
+            {{QString::fromUtf16(DirectoryAttribute::RecordName), {name}},
+             {QString::fromUtf16(DirectoryAttribute::PrimaryGroupID), {QStringLiteral("1000")}},
+             {QString::fromUtf16(DirectoryAttribute::NFSHomeDirectory),
+              {QStringLiteral("/home/") + name}}});
+        record->correctPassword = password;
+    }
 
 private:
     [[nodiscard]] QByteArray toolAnswer(const FakeChildProcesses::Run &run) const

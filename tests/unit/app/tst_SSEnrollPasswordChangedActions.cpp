@@ -112,8 +112,7 @@ private Q_SLOTS:
         PasswordChangedFixture f;
         f.startAndPrompt();
         f.enroll->updatePasswordChangedStage(SSStage::Done);
-        QVERIFY(!f.enroll->showPasswordChangedNotificationWithSettings(
-            f.enroll->loginSettings().get()));
+        QVERIFY(!f.enroll->showPasswordChangedNotificationWithSettings(f.enroll->loginSettings()));
         QCOMPARE(f.promptsShown(), 0);
         QCOMPARE(f.errors(), QStringList{u"[Error]: Stage: 2 is incorrect while password changed "
                                          "notification initialization."_s});
