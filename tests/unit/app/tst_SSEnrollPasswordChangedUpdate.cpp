@@ -1,6 +1,7 @@
 #include "app/SSEnrollAppDelegate.h"
 #include "tests/unit/app/PasswordChangedDialogs.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
@@ -368,7 +369,7 @@ private Q_SLOTS:
         const auto end = [&f](FakeAlertWindow &window) {
             f.enroll->terminate();
             f.enroll.reset();
-            QVERIFY(!window.titles().isEmpty() || window.buttons.isEmpty());
+            QVERIFY(!window.messageText.isEmpty()); // the window is still there
         };
         if (inTheFailureAlert)
             toTheFailureAlert(f);
