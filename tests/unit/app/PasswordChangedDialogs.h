@@ -6,6 +6,8 @@
 #include <QLineEdit>
 #include <QWidget>
 
+#include <stdexcept>
+
 /// The user at the dialogs of the update, with an administrator at hand. Needs a QApplication.
 class PasswordChangedDialogs : public PasswordChangedFixture
 {
@@ -20,6 +22,11 @@ public:
         fake.identity->groups = {{QStringLiteral("admin"), 27}};
         fake.identity->memberships = {{501, 27}};
         addLocalUser(QStringLiteral("boss"), u"Chef-7");
+        otherUsers.append(
+            {{QString::fromUtf16(DirectoryAttribute::RecordName), {QStringLiteral("boss")}},
+             {QString::fromUtf16(DirectoryAttribute::PrimaryNTDomain), {QStringLiteral("CORP")}},
+             {QString::fromUtf16(DirectoryAttribute::GUID),
+              {QStringLiteral("B0550000-0000-0000-0000-000000000501")}}});
         const auto tools = fake.childProcesses->answer;
         fake.childProcesses->answer = [this, tools](const FakeChildProcesses::Run &run) {
             FakeChildProcesses::Answer answer = tools(run);
@@ -76,6 +83,8 @@ public:
 private:
     static void type(const FakeAlertWindow &window, const QStringList &texts)
     {
+        if (!window.accessoryView)
+            throw std::logic_error("there is nothing to type into");
         const QList<QLineEdit *> entries = window.accessoryView->findChildren<QLineEdit *>();
         for (qsizetype i = 0; i < texts.size(); ++i)
             entries.at(i)->setText(texts.at(i));

@@ -187,6 +187,32 @@ private Q_SLOTS:
         QCOMPARE(f.promptsEverShown(), 1);
     }
 
+    void withoutTheFlagTheCacheStartsNothing()
+    {
+        PasswordChangedFixture f;
+        f.setFlag(false);
+        f.cacheSettings();
+        f.start();
+        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Done);
+        QVERIFY(f.terminated());
+    }
+
+    void aFlagClearedWhileTheDirectoryIsAwayLeadsStraightToTheReminder()
+    {
+        PasswordChangedFixture f;
+        f.setDirectoryFails(true);
+        f.start();
+        f.setFlag(false);
+        f.setDirectoryFails(false);
+        f.fake.runLoop->advance(10);
+        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Reminding);
+        QVERIFY(f.fake.runLoop->armedIntervals().contains(1200.0));
+        // Which finds that nothing is left to do.
+        f.fake.runLoop->advance(1200);
+        QCOMPARE(f.promptsEverShown(), 0);
+        QVERIFY(f.terminated());
+    }
+
     void theDirectorysSettingsTakeThePlaceOfTheCachedOnes()
     {
         PasswordChangedFixture f;
@@ -456,8 +482,9 @@ private Q_SLOTS:
         f.start();
         QVERIFY(!f.flag());
         QVERIFY(f.terminated());
-        QCOMPARE(f.errors(), QStringList{u"[Error]: unable check FileVault status. Error: "
-                                         "no /usr/bin/fdesetup"_s});
+        QCOMPARE(f.errors(), (QStringList{u"[Error]: Execute error: no /usr/bin/fdesetup"_s,
+                                          u"[Error]: unable check FileVault status. Error: "
+                                          "no /usr/bin/fdesetup"_s}));
     }
 
     void theLogOfTheStart()

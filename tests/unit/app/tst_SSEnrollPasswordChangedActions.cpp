@@ -110,6 +110,7 @@ private Q_SLOTS:
     void aFinishedFlowShowsNothing()
     {
         PasswordChangedFixture f;
+        f.set(u"EnrollSysNotification.Enabled", u"1"_s); // that flow is at its first stage
         f.startAndPrompt();
         f.enroll->updatePasswordChangedStage(SSStage::Done);
         QVERIFY(!f.enroll->showPasswordChangedNotificationWithSettings(f.enroll->loginSettings()));
