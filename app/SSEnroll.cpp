@@ -5,6 +5,7 @@
 #include "directory/SSConnectionPointKeywords.h"
 #include "directory/SSUserInfo.h"
 #include "directory/SSUserInfoHelper.h"
+#include "filevault/SSSecureTokenUpdate.h"
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
 #include "foundation/SSTargetAction.h"
@@ -25,9 +26,12 @@ constexpr qint32 retries = 6; // after the first attempt
 } // namespace
 
 std::shared_ptr<SSEnroll>
-SSEnroll::initWithNotification(const std::optional<UserNotification> &notification)
+SSEnroll::initWithNotification(const std::optional<UserNotification> &notification,
+                               std::shared_ptr<SSEnroll> *keeper)
 {
     auto enroll = makeSharedObject<SSEnroll>(notification);
+    if (keeper)
+        *keeper = enroll;
     // A later click reaches this process, which never shows a notification of its own.
     if (notification)
         Platform::current().notificationCenter->setDelegate(enroll);
@@ -42,6 +46,14 @@ SSEnroll::SSEnroll(const std::optional<UserNotification> &notification)
                         SSLog(1, SSMessageType::Error, "Something wrong with enrollment stage: %lu",
                               stage);
                     }})
+    , m_passwordChangedFlow({[this] { return startPasswordChangedInitialTimer(); },
+                             [this] { return startPasswordChangedTimer(); },
+                             [this] { checkTerminateApplication(); },
+                             [this](quint64) {
+                                 // The other flow's stage, on purpose.
+                                 SSLog(1, SSMessageType::Error,
+                                       "Something wrong with enrollment stage: %lu", stageEnroll());
+                             }})
     , m_notification(notification)
 {
 }
@@ -53,8 +65,11 @@ void SSEnroll::processNotification()
     const SSFunctionLog scope("-[SSEnroll processNotification]");
     if (!m_notification) {
         removeAllNotificationsSync();
+        preprocessPasswordChangedNotification();
         preprocessEnrollNotification();
         m_settingsPasswordChangedCached = SSLogonSettings::settingsFromCache();
+        if (m_settingsPasswordChangedCached && needProcessPasswordChanged())
+            updatePasswordChangedStage(SSStage::Initial);
         if (checkTerminateApplication())
             return;
     }
@@ -111,9 +126,13 @@ void SSEnroll::loadSettingsAndProcessNotification()
     const SSFunctionLog scope("-[SSEnroll loadSettingsAndProcessNotification]");
     if (loadSettings()) {
         if (m_notification) {
-            processUserNotification(*m_notification);
+            // A copy: the application may end, and with it all of this object's, in a dialog.
+            const UserNotification clicked = *m_notification;
+            processUserNotification(clicked);
             return;
         }
+        if (!m_settingsPasswordChangedCached && needProcessPasswordChanged())
+            updatePasswordChangedStage(SSStage::Initial);
         if (needProcessEnroll())
             updateEnrollStage(SSStage::Initial);
         checkTerminateApplication();
@@ -183,6 +202,7 @@ void SSEnroll::updateEnrollStage(quint64 stage)
 bool SSEnroll::startEnrollInitialTimer()
 {
     const SSFunctionLog scope("-[SSEnroll startEnrollInitialTimer]");
+    stopEnrollTimer();
     return m_enrollFlow.armInitialTimer(m_settingsEnroll && m_settingsEnroll->enrollEnabled(),
                                         timerHandler(&SSEnroll::onEnrollInitialTimer));
 }
@@ -190,6 +210,7 @@ bool SSEnroll::startEnrollInitialTimer()
 bool SSEnroll::startEnrollTimer()
 {
     const SSFunctionLog scope("-[SSEnroll startEnrollTimer]");
+    stopEnrollTimer();
     return m_enrollFlow.armReminderTimer(
         m_settingsEnroll && m_settingsEnroll->enrollEnabled(),
         m_settingsEnroll ? m_settingsEnroll->enrollNotificationIntervalsMins() : 0,
@@ -310,8 +331,8 @@ bool SSEnroll::checkTerminateApplication()
 {
     const SSFunctionLog scope("-[SSEnroll checkTerminateApplication]");
     UserNotificationCenter &center = *Platform::current().notificationCenter;
-    if (needProcessEnroll() || m_statusItem || !center.deliveredNotifications().isEmpty() ||
-        !center.scheduledNotifications().isEmpty()) {
+    if (stageEnroll() != SSStage::Done || stagePasswordChanged() != SSStage::Done || m_statusItem ||
+        !center.deliveredNotifications().isEmpty() || !center.scheduledNotifications().isEmpty()) {
         return false;
     }
     terminateApplication();
@@ -328,14 +349,18 @@ void SSEnroll::terminateApplication()
 void SSEnroll::terminate()
 {
     const SSFunctionLog scope("-[SSEnroll terminate]");
+    if (const auto update = m_secureTokenUpdate.lock())
+        update->abort();
     stopLoadSettingsTimer();
     stopEnrollTimer();
+    stopPasswordChangedTimer();
     stopWatchdogTimer();
     removeMenuBarExtras();
     removeAllNotificationsAsync();
     if (m_userEnrolmentInfo)
         m_userEnrolmentInfo->terminate();
     m_enrollFlow.abandon();
+    m_passwordChangedFlow.abandon();
     m_userInfo.reset();
     m_settingsEnroll.reset();
     m_settingsPasswordChanged.reset();

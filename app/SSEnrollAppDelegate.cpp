@@ -26,8 +26,7 @@ void SSEnrollAppDelegate::applicationDidFinishLaunching(const LaunchNotice &noti
 {
     const SSFunctionLog scope("-[SSEnrollAppDelegate applicationDidFinishLaunching:]");
     if (notice.userNotification || m_showExtras) {
-        m_enroll = SSEnroll::initWithNotification(notice.userNotification);
-        if (m_enroll)
+        if (SSEnroll::initWithNotification(notice.userNotification, &m_enroll))
             return;
     } else {
         SSSelfService::showSelfService(this);

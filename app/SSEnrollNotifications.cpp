@@ -1,9 +1,10 @@
-// The visible side of the controller: the enroll notification, the status-bar item and its menu,
-// and what the user does with them.
+// The visible side of the enroll flow: its notification, the status-bar item and its menu, and what
+// the user does with them; and where clicks on notifications of every kind arrive.
 
 #include "app/SSEnroll.h"
 
 #include "app/SSEnrollUserInfo.h"
+#include "app/SSNotificationIdentifiers.h"
 #include "directory/SSUserInfo.h"
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
@@ -18,8 +19,6 @@
 
 namespace {
 
-const QString enrollNotificationIdentifier =
-    QStringLiteral("{0DA0AD54-B798-4608-8B7E-A517AD2563A6}");
 const QString enrollImage = QStringLiteral("Enroll");
 constexpr qint64 removalPollMilliseconds = 100;
 
@@ -55,7 +54,7 @@ bool SSEnroll::showEnrollNotification()
         return false;
     }
     UserNotification notification;
-    notification.identifier = enrollNotificationIdentifier;
+    notification.identifier = SSNotificationIdentifier::enroll;
     notification.title = m_settingsEnroll->enrollNotificationTitle();
     notification.informativeText = m_settingsEnroll->enrollNotificationText();
     if (!isEmpty(m_settingsEnroll->enrollMenuTextEnroll()))
@@ -68,7 +67,7 @@ bool SSEnroll::showEnrollNotification()
 void SSEnroll::removeEnrollNotification()
 {
     const SSFunctionLog scope("-[SSEnroll removeEnrollNotification]");
-    removeNotificationWithIdentifier(enrollNotificationIdentifier);
+    removeNotificationWithIdentifier(SSNotificationIdentifier::enroll);
 }
 
 void SSEnroll::removeNotificationWithIdentifier(const std::optional<QString> &identifier)
@@ -215,9 +214,11 @@ void SSEnroll::processUserNotification(const UserNotification &notification)
 {
     const SSFunctionLog scope("-[SSEnroll processUserNotification:]");
     const QString identifier = notification.identifier.toUpper();
-    if (identifier == enrollNotificationIdentifier) {
+    if (identifier == SSNotificationIdentifier::enroll) {
         invokeEnroll();
         updateEnrollStage(SSStage::Reminding);
+    } else if (identifier == SSNotificationIdentifier::passwordChanged) {
+        processPasswordChangedNotification(notification.additionalActivationAction);
     } else {
         removeNotificationWithIdentifier(notification.identifier);
         SSLog(1, SSMessageType::Error, "Unsupported user notification: %@.",

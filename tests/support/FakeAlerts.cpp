@@ -45,7 +45,8 @@ qint64 FakeAlertWindow::runModal()
     const FakeAlerts::Answer answer = m_alerts.answers.takeFirst();
     answer(*this);
     m_alerts.m_sessions.removeOne(session);
-    return session->code.value_or(ModalResponse::Abort);
+    // As nothing else ends a window, so that a test notices.
+    return session->code.value_or(0);
 }
 
 void FakeAlertWindow::makeKeyAndOrderFront()

@@ -55,7 +55,7 @@ private:
 
 /// Answers simple alerts with `response`. A window that is run is given to the next answer of
 /// `answers`, in which the test presses, types and aborts; without any answer left it ends with
-/// Abort.
+/// Abort, and with 0 after an answer that has ended nothing.
 class FakeAlerts final : public AlertPresenter
 {
 public:

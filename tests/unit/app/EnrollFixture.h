@@ -83,6 +83,7 @@ public:
     }
 
     bool userIsOfADomain = true;
+    QList<DirectoryDetails> otherUsers;
     QMap<QString, QString> keywords{
         {oid(), {}},
         {QStringLiteral("WinlogonResetPassword.Enabled"), QStringLiteral("1")},
@@ -112,6 +113,8 @@ public:
                         {QStringLiteral("CORP")});
         }
         FakeDirectory::add(directory->users, user);
+        for (const DirectoryDetails &other : std::as_const(otherUsers))
+            FakeDirectory::add(directory->users, other);
         QStringList values;
         for (auto it = keywords.cbegin(); it != keywords.cend(); ++it)
             values.append(it.key() == oid() ? it.key() : it.key() + QLatin1Char('=') + it.value());
