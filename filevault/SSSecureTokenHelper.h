@@ -53,10 +53,14 @@ public:
         const QString &userName, const SSSecureData &password, const QString &adminUserName,
         const SSSecureData &adminPassword, std::optional<QString> &alertMessage);
 
-    /// The current user's flag. Never for root.
+    /// The current user's flag, false when it cannot be read. Never for root.
     [[nodiscard]] static bool passwordChanged();
-    /// Sets a user's flag; for root alone. The file keeps its format, owner and mode.
+    /// The same, none when it cannot be read.
+    [[nodiscard]] static std::optional<bool> readPasswordChanged();
+    /// Sets a user's flag; for root alone, who does it with that user's rights. The file keeps its
+    /// format, owner, group and mode; one that is no property list is replaced.
     [[nodiscard]] static bool updatePasswordChangedForUser(const QString &userName);
-    /// Clears the current user's flag; true also when there is no file. Never for root.
+    /// Clears the current user's flag and makes the file his alone; true also when there is no
+    /// file. Never for root.
     [[nodiscard]] static bool resetPasswordChangedFlag();
 };

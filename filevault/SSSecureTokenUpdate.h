@@ -4,10 +4,10 @@
 
 #include <memory>
 
-class AlertWindow;
 class SSLogonSettings;
 class SSSecureTokenAlertAdminUser;
 class SSSecureTokenAlertUserPassword;
+class SSSecureTokenErrorAlert;
 
 /// What update() and the dialogs end with.
 namespace SSUpdateResult {
@@ -20,11 +20,12 @@ inline constexpr qint64 Aborted = -1001; ///< from outside
 
 /// Brings the disk encryption password of the logged-in user into line with his new one: asks for a
 /// SecureToken administrator, then for the new password, and runs the tools. One object for each
-/// run. Main thread; update() runs nested event loops, in which the other operations are called.
+/// run. Main thread; update() runs nested event loops, in which the other operations are called;
+/// the object outlives it.
 class SSSecureTokenUpdate
 {
 public:
-    /// `settings` give the texts of the dialogs and outlive the object. Null: the built-in texts.
+    /// `settings` give the texts of the dialogs, as they are now. Null: the built-in texts.
     SSSecureTokenUpdate(const SSLogonSettings *settings, const QString &userName);
     ~SSSecureTokenUpdate();
     SSSecureTokenUpdate(const SSSecureTokenUpdate &) = delete;
@@ -38,13 +39,13 @@ public:
     /// Ends the dialog on the screen, if any: update() then returns Aborted, or Failed when the
     /// dialog was the report of a failure.
     void abort();
-    /// Reports a failure.
+    /// Reports a failure to the user; returns when he has seen it.
     void alertWithMessage(const QString &message);
 
 private:
-    const SSLogonSettings *m_settings;
-    QString m_userName;
+    const std::shared_ptr<const SSLogonSettings> m_settings;
+    const QString m_userName;
     std::shared_ptr<SSSecureTokenAlertAdminUser> m_alertAdminUser;
     std::shared_ptr<SSSecureTokenAlertUserPassword> m_alertUserPassword;
-    std::unique_ptr<AlertWindow> m_alertError;
+    std::unique_ptr<SSSecureTokenErrorAlert> m_alertError;
 };

@@ -10,7 +10,8 @@
 #include <optional>
 
 /// What became of a command: the text that it printed, or none; and an error, or none. Text that is
-/// no UTF-8 is told as none without an error. The exit status plays no part.
+/// no UTF-8 is told as none without an error, and so is a command for which there was no pipe. The
+/// exit status plays no part. The output is the caller's to wipe when it may show a secret.
 struct SSCommandResult
 {
     std::optional<QString> output;
@@ -21,7 +22,14 @@ struct SSCommandResult
 /// standard error together. One thread; blocks until the program has exited.
 class SSCommandLine
 {
+    /// Keeps construction to initWithCommand().
+    struct Key
+    {
+        explicit Key() = default;
+    };
+
 public:
+    SSCommandLine(Key, std::unique_ptr<ChildProcess> task);
     using Environment = QMap<QString, QString>;
 
     [[nodiscard]] static SSCommandResult shellExecuteWithCommand(const QString &command,
@@ -48,11 +56,10 @@ public:
                                        std::optional<ChildProcessError> &error);
     [[nodiscard]] bool running() const;
     void waitUntilExit();
+    /// The whole output, after the program has exited; none for bytes that are no UTF-8.
     [[nodiscard]] std::optional<QString>
     resultAndReturnError(std::optional<ChildProcessError> &error);
 
 private:
-    explicit SSCommandLine(std::unique_ptr<ChildProcess> task);
-
     std::unique_ptr<ChildProcess> m_task;
 };

@@ -104,6 +104,9 @@ class AlertPresenter
 public:
     virtual ~AlertPresenter() = default;
 
+    /// Whether there is a display. Without one a view must not even be made.
+    [[nodiscard]] virtual bool canShow() = 0;
+    /// Never null.
     [[nodiscard]] virtual std::unique_ptr<AlertWindow> makeWindow() = 0;
     /// Ends the innermost modal session, of a window or an alert, with that code; nothing when none
     /// runs. A second call before that session has unwound ends the next one.

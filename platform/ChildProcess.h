@@ -19,6 +19,10 @@ struct ChildProcessError
     enum class Code {
         NotFound,      ///< no such executable, or a folder on the way to it is missing
         NotExecutable, ///< it is there and may not, or cannot, be executed
+        InputPipe,     ///< there is no pipe to be had for the input
+        InputHandle,   ///< our end of that pipe cannot be used
+        OutputPipe,    ///< there is no pipe to be had for the output
+        OutputHandle,  ///< our end of that pipe cannot be used
         InputFailed,   ///< the input could not be written whole
         OutputFailed,  ///< the output could not be read to its end
         System,        ///< anything else that the system refused
@@ -32,7 +36,8 @@ struct ChildProcessRequest
 {
     QString executable; ///< absolute path; no search path is used
     std::optional<QStringList> arguments;
-    /// The child's whole environment; absent: this process's own.
+    /// The child's whole environment. Absent: this process's own, but for the language: programs
+    /// are judged by what they print, so they print it untranslated, in UTF-8.
     std::optional<QMap<QString, QString>> environment;
 };
 
@@ -60,7 +65,9 @@ public:
     [[nodiscard]] virtual bool isRunning() = 0;
     /// Until the child has exited; its output is taken meanwhile, however much it prints.
     virtual void waitUntilExit() = 0;
-    /// What it printed, to the end of the pipe. Once.
+    /// What it printed, to the end of the pipe. Once. Whatever the child itself printed is in it;
+    /// a process that it left behind with the pipe open is not waited for longer than two seconds,
+    /// and what that prints later is lost.
     [[nodiscard]] virtual Result<ChildProcessOutput, ChildProcessError> readOutput() = 0;
 
     /// SIGTERM and SIGINT to a child that runs; nothing otherwise.

@@ -19,6 +19,15 @@ struct IdentityRecord
     quint32 id = 0; ///< numeric user or group id
 };
 
+/// An account as the computer's database has it.
+struct IdentityAccount
+{
+    QString name;
+    quint32 userId = 0;
+    quint32 groupId = 0; ///< the primary group
+    QString homeFolder;  ///< an absolute path; empty when the database names none
+};
+
 /// Who is who on this computer.
 class IdentityService
 {
@@ -33,6 +42,13 @@ public:
     [[nodiscard]] virtual QString accountName() = 0;
 
     [[nodiscard]] virtual quint32 effectiveUserId() = 0;
+
+    /// The account with that number; none when there is none.
+    [[nodiscard]] virtual Result<std::optional<IdentityAccount>, IdentityError>
+    accountWithId(quint32 userId) = 0;
+
+    /// The numbers of every group of the account, the primary one included.
+    [[nodiscard]] virtual QList<quint32> groupsOf(const IdentityAccount &account) = 0;
 
     /// User identities of exactly that name; empty when there is none.
     [[nodiscard]] virtual Result<QList<IdentityRecord>, IdentityError>

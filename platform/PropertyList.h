@@ -27,6 +27,11 @@ struct PropertyListLimits
 
 using PropertyListResult = Result<QVariant, PropertyListError>;
 
+enum class PropertyListFormat { Xml, Binary };
+
+/// The form that a file with these contents is read as; whether it can be read is another question.
+[[nodiscard]] PropertyListFormat propertyListFormat(const QByteArray &contents);
+
 /// Reads a property list of either form into QString, bool, qlonglong (qulonglong for what only an
 /// unsigned 64-bit integer holds), double, QDateTime in UTC, QByteArray, QVariantList and
 /// QVariantMap. Anything malformed, truncated, cyclic or beyond the limits is refused with a text
@@ -64,3 +69,15 @@ writeBinaryPropertyList(const QVariant &value, const PropertyListLimits &limits 
 [[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
 writeBinaryPropertyList(const PropertyListDictionary &dictionary,
                         const PropertyListLimits &limits = {});
+
+/// The XML form, in UTF-8, of what the binary writer takes; a dictionary's order likewise. Dates
+/// lose what is less than a second. Refused with a text: what the binary writer refuses, and a text
+/// with a character that XML cannot hold. Not for secrets: copies of the text stay in memory. Pure;
+/// any thread.
+[[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
+writeXmlPropertyList(const QVariant &value, const PropertyListLimits &limits = {});
+
+/// One of the two.
+[[nodiscard]] Result<std::vector<std::byte>, PropertyListError>
+writePropertyList(const QVariant &value, PropertyListFormat format,
+                  const PropertyListLimits &limits = {});

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <span>
 #include <variant>
@@ -31,10 +32,12 @@ struct SettingsFileError
 /// What a file or folder is given. What is absent stays as it is.
 struct SettingsFileAttributes
 {
-    quint32 mode = 0;             ///< the permission bits, exactly: no mask is taken off
-    std::optional<QString> owner; ///< an account's name
+    quint32 mode = 0;                  ///< the permission bits, exactly: no mask is taken off
+    std::optional<QString> owner = {}; ///< an account's name
     /// A group's name; "admin" stands for this computer's administrators, as in IdentityService.
-    std::optional<QString> group;
+    std::optional<QString> group = {};
+    /// A group's number, for where there is no name.
+    std::optional<quint32> groupId = {};
 };
 
 /// Whose hand a file that is read may be in.
@@ -59,6 +62,11 @@ public:
     /// Whether anything is there, a link to nothing included. False only when the system says that
     /// nothing is: what this user may not look at counts as something, and fails when it is used.
     [[nodiscard]] virtual bool exists(const QString &path) = 0;
+
+    /// Mode, owner and the group's number of a regular file or a folder. A number without an
+    /// account leaves the owner absent.
+    [[nodiscard]] virtual Result<SettingsFileAttributes, SettingsFileError>
+    attributes(const QString &path) = 0;
 
     /// Makes the folder, not those that it lies in; an error when anything is there already. It has
     /// the attributes from its first moment as far as this user may give them. Those that it could
@@ -93,4 +101,11 @@ public:
     /// the file may hold a beginning of the new bytes.
     [[nodiscard]] virtual SettingsFileResult writeInPlace(const QString &path,
                                                           std::span<const std::byte> bytes) = 0;
+
+    /// The same files in that account's hands, for what lies in a folder that he may change at any
+    /// moment: whatever is done through the result is done with his rights and no others, makes
+    /// files and folders of his, follows no link but root's and replaces nobody else's file. For
+    /// root; any other user gets himself alone. The result may outlive this object.
+    [[nodiscard]] virtual Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
+    asUser(const QString &accountName) = 0;
 };

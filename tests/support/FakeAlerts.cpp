@@ -37,7 +37,7 @@ std::shared_ptr<AlertButton> FakeAlertWindow::addButton(const QString &title, qi
 qint64 FakeAlertWindow::runModal()
 {
     m_alerts.windowsRun.append(messageText);
-    if (m_alerts.answers.isEmpty())
+    if (!m_alerts.display || m_alerts.answers.isEmpty())
         return ModalResponse::Abort;
     const auto session = std::make_shared<FakeAlerts::Session>();
     m_alerts.m_sessions.append(session);

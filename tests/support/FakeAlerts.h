@@ -61,6 +61,7 @@ class FakeAlerts final : public AlertPresenter
 public:
     using Answer = std::function<void(FakeAlertWindow &)>;
 
+    [[nodiscard]] bool canShow() override { return display; }
     [[nodiscard]] std::unique_ptr<AlertWindow> makeWindow() override;
     void stopModal(qint64 code) override;
     [[nodiscard]] qint64 runModal(const Alert &alert) override;
@@ -68,6 +69,7 @@ public:
     QList<Alert> shown;
     qint64 response = ModalResponse::FirstButton;
 
+    bool display = true;
     QList<Answer> answers;
     /// Message texts of the windows that were run, in that order.
     QStringList windowsRun;

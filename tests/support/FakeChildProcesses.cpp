@@ -62,11 +62,32 @@ private:
 
 } // namespace
 
+namespace {
+
+/// A copy that stays when the caller wipes what it gave.
+QString kept(const QString &text)
+{
+    return QString(text.constData(), text.size());
+}
+
+} // namespace
+
 std::unique_ptr<ChildProcess> FakeChildProcesses::makeProcess(const ChildProcessRequest &request)
 {
     if (!canMake)
         return nullptr;
-    runs.append(
-        Run{request.executable, request.arguments, request.environment, std::nullopt, 0, 0});
+    Run run{kept(request.executable), std::nullopt, std::nullopt, std::nullopt, 0, 0};
+    if (request.arguments) {
+        run.arguments = QStringList();
+        for (const QString &argument : *request.arguments)
+            run.arguments->append(kept(argument));
+    }
+    if (request.environment) {
+        run.environment = QMap<QString, QString>();
+        for (auto it = request.environment->constBegin(); it != request.environment->constEnd();
+             ++it)
+            run.environment->insert(kept(it.key()), kept(it.value()));
+    }
+    runs.append(run);
     return std::make_unique<FakeChildProcess>(*this, runs.size() - 1);
 }

@@ -11,6 +11,8 @@ class FakeSettingsFiles final : public SettingsFiles
 {
 public:
     [[nodiscard]] bool exists(const QString &path) override;
+    [[nodiscard]] Result<SettingsFileAttributes, SettingsFileError>
+    attributes(const QString &path) override;
     [[nodiscard]] SettingsFileResult
     createDirectory(const QString &path, const SettingsFileAttributes &attributes) override;
     [[nodiscard]] SettingsFileResult
@@ -22,6 +24,9 @@ public:
                     const SettingsFileAttributes &initial) override;
     [[nodiscard]] SettingsFileResult writeInPlace(const QString &path,
                                                   std::span<const std::byte> bytes) override;
+    /// Fails with errors["asUser"]. The result is good as long as this object is.
+    [[nodiscard]] Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
+    asUser(const QString &accountName) override;
 
     struct Entry
     {
@@ -32,6 +37,7 @@ public:
         QString group = QStringLiteral("(writer)");
         /// What read() with SettingsFileTrust::EffectiveUser goes by.
         bool isTrusted = true;
+        std::optional<quint32> groupId = {};
     };
 
     void addFolder(const QString &path) { entries.insert(path, Entry{.isFolder = true}); }
@@ -41,18 +47,24 @@ public:
     }
 
     QMap<QString, Entry> entries;
-    /// "operation path" of each call but exists() and read(): "createDirectory", "setAttributes",
-    /// "writeAtomically", "writeInPlace".
+    /// "operation path" of each call that changes something: "createDirectory", "setAttributes",
+    /// "writeAtomically", "writeInPlace". What is done through asUser() begins with "as NAME: ".
     QStringList changes;
-    /// Fails the operation of that name ("read" as well) for every path, with this text. An
+    /// The same of every other call: "exists", "attributes", "read".
+    QStringList looks;
+    /// Fails the operation of that name for every path, with this text; exists() never does. An
     /// operation that fails changes nothing.
     QMap<QString, QString> errors;
 
 private:
+    class AsUser;
+
     /// Records the call and gives the error set for it.
     [[nodiscard]] std::optional<SettingsFileError> started(const QString &operation,
                                                            const QString &path);
     [[nodiscard]] SettingsFileResult put(const QString &operation, const QString &path,
                                          std::span<const std::byte> bytes,
                                          const SettingsFileAttributes &initial);
+
+    QString m_actor; ///< "as NAME: " during a call made through asUser()
 };

@@ -57,6 +57,27 @@ QList<IdentityRecord> named(const QList<IdentityRecord> &records, const QString 
 }
 } // namespace
 
+Result<std::optional<IdentityAccount>, IdentityError> FakeIdentity::accountWithId(quint32 id)
+{
+    if (userError)
+        return Failure{IdentityError{*userError}};
+    for (const IdentityAccount &account : std::as_const(accounts)) {
+        if (account.userId == id)
+            return std::optional(account);
+    }
+    return std::optional<IdentityAccount>();
+}
+
+QList<quint32> FakeIdentity::groupsOf(const IdentityAccount &account)
+{
+    QList<quint32> result{account.groupId};
+    for (const auto &[member, group] : std::as_const(memberships)) {
+        if (member == account.userId)
+            result.append(group);
+    }
+    return result;
+}
+
 Result<QList<IdentityRecord>, IdentityError> FakeIdentity::usersWithName(const QString &userName)
 {
     if (userError)

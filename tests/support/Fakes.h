@@ -63,6 +63,9 @@ public:
     [[nodiscard]] QString userName() override { return name; }
     [[nodiscard]] QString accountName() override { return name; }
     [[nodiscard]] quint32 effectiveUserId() override { return userId; }
+    [[nodiscard]] Result<std::optional<IdentityAccount>, IdentityError>
+    accountWithId(quint32 id) override;
+    [[nodiscard]] QList<quint32> groupsOf(const IdentityAccount &account) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
     usersWithName(const QString &userName) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
@@ -71,6 +74,9 @@ public:
 
     QString name = QStringLiteral("jdoe");
     quint32 userId = 1000;
+    /// What accountWithId() finds.
+    QList<IdentityAccount> accounts{
+        {QStringLiteral("jdoe"), 1000, 1000, QStringLiteral("/home/jdoe")}};
     QList<IdentityRecord> users;
     QList<IdentityRecord> groups;
     QList<std::pair<quint32, quint32>> memberships; ///< user id, group id

@@ -3,6 +3,8 @@
 #include "platform/linux/accounts/AccountName.h"
 #include "platform/linux/accounts/NameService.h"
 
+#include <QFile>
+
 #include <cstring>
 #include <utility>
 
@@ -38,6 +40,25 @@ QString LinuxIdentityService::accountName()
 quint32 LinuxIdentityService::effectiveUserId()
 {
     return geteuid();
+}
+
+Result<std::optional<IdentityAccount>, IdentityError>
+LinuxIdentityService::accountWithId(quint32 userId)
+{
+    const auto user = NameService::userById(userId);
+    if (!user)
+        return failure(QStringLiteral("account"), user.error());
+    if (!user.value())
+        return std::optional<IdentityAccount>();
+    const NameService::User &found = *user.value();
+    return std::optional(
+        IdentityAccount{QString::fromUtf8(found.name), found.userId, found.groupId,
+                        found.home.startsWith('/') ? QFile::decodeName(found.home) : QString()});
+}
+
+QList<quint32> LinuxIdentityService::groupsOf(const IdentityAccount &account)
+{
+    return NameService::groupsOfUser({account.name.toUtf8(), account.userId, account.groupId, {}});
 }
 
 Result<QList<IdentityRecord>, IdentityError>

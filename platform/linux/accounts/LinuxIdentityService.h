@@ -18,6 +18,9 @@ public:
     [[nodiscard]] QString userName() override;
     [[nodiscard]] QString accountName() override;
     [[nodiscard]] quint32 effectiveUserId() override;
+    [[nodiscard]] Result<std::optional<IdentityAccount>, IdentityError>
+    accountWithId(quint32 userId) override;
+    [[nodiscard]] QList<quint32> groupsOf(const IdentityAccount &account) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>
     usersWithName(const QString &name) override;
     [[nodiscard]] Result<QList<IdentityRecord>, IdentityError>

@@ -25,6 +25,7 @@
 #include "platform/linux/machine/LinuxMachineIdentity.h"
 #include "platform/linux/memory/LinuxMemoryProtection.h"
 #include "platform/linux/notifications/LinuxNotificationCenter.h"
+#include "platform/linux/process/LinuxChildProcessFactory.h"
 #include "platform/linux/settingsfiles/LinuxSettingsFiles.h"
 #include "platform/linux/statusbar/LinuxStatusBar.h"
 #include "platform/linux/web/LinuxUrlSession.h"
@@ -91,6 +92,7 @@ void addCommon(Platform &platform, const PlatformOptions &options)
                             : std::make_shared<LinuxIdentityService>(settings.administratorGroups);
     platform.settingsFiles =
         std::make_shared<LinuxSettingsFiles>(options.rootPrefix, platform.identity);
+    platform.childProcesses = std::make_shared<LinuxChildProcessFactory>(options.diagnostics);
     platform.directory = makeDirectory(options, settings);
 }
 

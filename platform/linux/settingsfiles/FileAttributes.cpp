@@ -49,19 +49,32 @@ SettingsFileResult giveOwner(int file, const QString &name, IdentityService &ide
     return std::monostate();
 }
 
-SettingsFileResult giveGroup(int file, const QString &name, IdentityService &identity,
-                             const QByteArray &path)
+/// `name` is what the group is called in an error's text.
+SettingsFileResult giveGroup(int file, quint32 group, const QString &name, const QByteArray &path)
 {
-    const auto group = numberOf(identity.groupsWithName(name), QStringLiteral("group"), name);
-    if (!group)
-        return Failure{group.error()};
     struct stat state = {};
     if (auto seen = stateOf(file, state, path); !seen)
         return seen;
-    if (state.st_gid != group.value() && ::fchown(file, unchanged, group.value()) != 0) {
+    if (state.st_gid != group && ::fchown(file, unchanged, group) != 0) {
         return FileErrors::ofSystem(
             errno, QStringLiteral("Cannot make \"%1\" the group of").arg(name), path);
     }
+    return std::monostate();
+}
+
+/// Whichever of the two forms it is given in, if any.
+SettingsFileResult giveGroup(int file, const SettingsFileAttributes &attributes,
+                             IdentityService &identity, const QByteArray &path)
+{
+    if (attributes.group) {
+        const auto group = numberOf(identity.groupsWithName(*attributes.group),
+                                    QStringLiteral("group"), *attributes.group);
+        if (!group)
+            return Failure{group.error()};
+        return giveGroup(file, group.value(), *attributes.group, path);
+    }
+    if (attributes.groupId)
+        return giveGroup(file, *attributes.groupId, QString::number(*attributes.groupId), path);
     return std::monostate();
 }
 
@@ -88,10 +101,8 @@ SettingsFileResult FileAttributes::give(int file, const SettingsFileAttributes &
         if (auto given = giveOwner(file, *attributes.owner, identity, path); !given)
             return given;
     }
-    if (attributes.group) {
-        if (auto given = giveGroup(file, *attributes.group, identity, path); !given)
-            return given;
-    }
+    if (auto given = giveGroup(file, attributes, identity, path); !given)
+        return given;
     return giveMode(file, attributes.mode, path);
 }
 
@@ -100,7 +111,6 @@ void FileAttributes::giveWhatMayBe(int file, const SettingsFileAttributes &attri
 {
     if (attributes.owner)
         static_cast<void>(giveOwner(file, *attributes.owner, identity, {}));
-    if (attributes.group)
-        static_cast<void>(giveGroup(file, *attributes.group, identity, {}));
+    static_cast<void>(giveGroup(file, attributes, identity, {}));
     static_cast<void>(giveMode(file, attributes.mode, {}));
 }

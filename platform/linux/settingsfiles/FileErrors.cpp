@@ -95,3 +95,10 @@ Failure<SettingsFileError> FileErrors::severalNames(const struct stat &found,
         QStringLiteral("%1 is a file of user %2 that has %3 names (hard links), not one.")
             .arg(quoted(path), QString::number(found.st_uid), QString::number(found.st_nlink)));
 }
+
+Failure<SettingsFileError> FileErrors::anothers(const struct stat &found, const QByteArray &path)
+{
+    return of(
+        SettingsFileError::Code::NotPermitted,
+        QStringLiteral("%1 is %2, who is somebody else.").arg(quoted(path), described(found)));
+}

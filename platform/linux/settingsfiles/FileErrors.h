@@ -30,6 +30,9 @@ namespace FileErrors {
 [[nodiscard]] Failure<SettingsFileError> severalNames(const struct stat &found,
                                                       const QByteArray &path);
 
+/// The file at `path` is not that of the user who is acted for.
+[[nodiscard]] Failure<SettingsFileError> anothers(const struct stat &found, const QByteArray &path);
+
 [[nodiscard]] QString quoted(const QByteArray &path);
 
 } // namespace FileErrors

@@ -62,6 +62,7 @@ public:
                 continue;
             }
             const bool isLink = S_ISLNK(found.st_mode);
+            // A link of the user's whom root acts for is none of these.
             if (!isLink || (found.st_uid != 0 && found.st_uid != ::geteuid()))
                 return FileErrors::inTheWay(found, name, m_path);
             const auto target = targetOf(next);

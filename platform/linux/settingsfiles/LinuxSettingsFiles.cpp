@@ -4,7 +4,9 @@
 #include "platform/linux/settingsfiles/FileErrors.h"
 #include "platform/linux/settingsfiles/FileLock.h"
 #include "platform/linux/settingsfiles/FilePlace.h"
+#include "platform/linux/settingsfiles/FileSystemUser.h"
 #include "platform/linux/settingsfiles/Replacement.h"
+#include "platform/linux/settingsfiles/SettingsFilesOfUser.h"
 
 #include <QFile>
 
@@ -104,7 +106,7 @@ SettingsFileResult checkTrust(const struct stat &found, const QByteArray &path)
     if (found.st_nlink > 1)
         return FileErrors::severalNames(found, path);
     constexpr mode_t writableToOthers = 022;
-    if (found.st_uid != ::geteuid() || (found.st_mode & writableToOthers) != 0) {
+    if (found.st_uid != FileSystemUser::current() || (found.st_mode & writableToOthers) != 0) {
         return FileErrors::of(
             SettingsFileError::Code::NotTrusted,
             QStringLiteral(
@@ -179,6 +181,30 @@ bool LinuxSettingsFiles::exists(const QString &path)
     return place.value().status().has_value() || errno != ENOENT;
 }
 
+Result<SettingsFileAttributes, SettingsFileError>
+LinuxSettingsFiles::attributes(const QString &path)
+{
+    const auto place = FilePlace::find(encoded(path));
+    if (!place)
+        return Failure{place.error()};
+    const auto found = place.value().status();
+    if (!found) {
+        return FileErrors::ofSystem(errno, QStringLiteral("Cannot look at"), place.value().path());
+    }
+    if (!S_ISREG(found->st_mode) && !S_ISDIR(found->st_mode))
+        return FileErrors::notPlain(*found, place.value().path());
+    const auto owner = m_identity->accountWithId(found->st_uid);
+    if (!owner) {
+        return FileErrors::of(SettingsFileError::Code::System, owner.error().localizedDescription);
+    }
+    SettingsFileAttributes result;
+    result.mode = found->st_mode & 07777U;
+    if (owner.value())
+        result.owner = owner.value()->name;
+    result.groupId = found->st_gid;
+    return result;
+}
+
 SettingsFileResult LinuxSettingsFiles::createDirectory(const QString &path,
                                                        const SettingsFileAttributes &attributes)
 {
@@ -199,7 +225,8 @@ SettingsFileResult LinuxSettingsFiles::createDirectory(const QString &path,
         ::openat(place.value().folder(), name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat found = {};
     // Where others may write, one of them may have put something else there.
-    if (folder.isOpen() && ::fstat(folder.number(), &found) == 0 && found.st_uid == ::geteuid())
+    if (folder.isOpen() && ::fstat(folder.number(), &found) == 0 &&
+        found.st_uid == FileSystemUser::current())
         FileAttributes::giveWhatMayBe(folder.number(), attributes, *m_identity);
     return std::monostate();
 }
@@ -277,8 +304,13 @@ SettingsFileResult LinuxSettingsFiles::writeAtomically(const QString &path,
         return Failure{found.error()};
     const FilePlace &place = found.value();
     Replacement::removeLeftovers(place);
-    if (const auto old = place.status(); old && !S_ISREG(old->st_mode))
-        return FileErrors::notPlain(*old, place.path());
+    if (const auto old = place.status()) {
+        if (!S_ISREG(old->st_mode))
+            return FileErrors::notPlain(*old, place.path());
+        // Its owner could not be given back to the new one.
+        if (FileSystemUser::isSomebodyElse() && old->st_uid != FileSystemUser::current())
+            return FileErrors::anothers(*old, place.path());
+    }
     if (!isWithinLimit(bytes.size()))
         return cannotWrite(place.path());
     auto replacement = Replacement::beside(place);
@@ -318,4 +350,37 @@ SettingsFileResult LinuxSettingsFiles::writeInPlace(const QString &path,
     if (auto written = write(file.value().number(), bytes, place.value().path()); !written)
         return written;
     return synced(file.value().number(), place.value().path());
+}
+
+Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
+LinuxSettingsFiles::asUser(const QString &accountName)
+{
+    const auto users = m_identity->usersWithName(accountName);
+    if (!users) {
+        return FileErrors::of(SettingsFileError::Code::System, users.error().localizedDescription);
+    }
+    const auto unknown = [&] {
+        return FileErrors::of(SettingsFileError::Code::UnknownName,
+                              QStringLiteral("There is no account \"%1\".").arg(accountName));
+    };
+    if (users.value().isEmpty())
+        return unknown();
+    const quint32 userId = users.value().first().id;
+    if (::geteuid() != 0) {
+        if (userId == ::geteuid())
+            return std::shared_ptr<SettingsFiles>(std::make_shared<LinuxSettingsFiles>(*this));
+        return FileErrors::of(
+            SettingsFileError::Code::NotPermitted,
+            QStringLiteral("Only root may act for the user \"%1\".").arg(accountName));
+    }
+    const auto account = m_identity->accountWithId(userId);
+    if (!account) {
+        return FileErrors::of(SettingsFileError::Code::System,
+                              account.error().localizedDescription);
+    }
+    if (!account.value())
+        return unknown();
+    return std::shared_ptr<SettingsFiles>(std::make_shared<SettingsFilesOfUser>(
+        *this,
+        FileSystemUser{userId, account.value()->groupId, m_identity->groupsOf(*account.value())}));
 }

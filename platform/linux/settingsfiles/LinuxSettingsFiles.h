@@ -20,6 +20,8 @@ public:
                        SettingsFileDurability durability = SettingsFileDurability::Synced);
 
     [[nodiscard]] bool exists(const QString &path) override;
+    [[nodiscard]] Result<SettingsFileAttributes, SettingsFileError>
+    attributes(const QString &path) override;
     [[nodiscard]] SettingsFileResult
     createDirectory(const QString &path, const SettingsFileAttributes &attributes) override;
     [[nodiscard]] SettingsFileResult
@@ -31,6 +33,8 @@ public:
                     const SettingsFileAttributes &initial) override;
     [[nodiscard]] SettingsFileResult writeInPlace(const QString &path,
                                                   std::span<const std::byte> bytes) override;
+    [[nodiscard]] Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
+    asUser(const QString &accountName) override;
 
 private:
     [[nodiscard]] QByteArray encoded(const QString &path) const;
