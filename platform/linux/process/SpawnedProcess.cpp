@@ -5,10 +5,22 @@
 #include <system_error>
 #include <thread>
 
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
+
+// The C library's functions of these names cannot be called from C++ before its version 2.37.
+int openExitDescriptor(pid_t id)
+{
+    return static_cast<int>(::syscall(SYS_pidfd_open, id, 0U));
+}
+
+void sendSignalThrough(int exitDescriptor, int number)
+{
+    ::syscall(SYS_pidfd_send_signal, exitDescriptor, number, nullptr, 0U);
+}
 
 void collect(pid_t id)
 {
@@ -34,7 +46,7 @@ void collectLater(pid_t id)
 
 } // namespace
 
-SpawnedProcess::SpawnedProcess(pid_t id) : m_id(id), m_exit(::pidfd_open(id, 0))
+SpawnedProcess::SpawnedProcess(pid_t id) : m_id(id), m_exit(openExitDescriptor(id))
 {
     // Where SIGCHLD is ignored the system collects children itself.
     m_hasExited = !m_exit.isOpen() && errno == ESRCH;
@@ -63,7 +75,7 @@ void SpawnedProcess::sendSignal(int number)
     if (hasExited())
         return;
     if (m_exit.isOpen())
-        ::pidfd_send_signal(m_exit.number(), number, nullptr, 0);
+        sendSignalThrough(m_exit.number(), number);
     else
         ::kill(m_id, number);
 }
