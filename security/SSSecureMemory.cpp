@@ -203,6 +203,12 @@ void SSSecureMemory::wipe(void *bytes, std::size_t length) noexcept
     asm volatile("" : : "r"(bytes) : "memory");
 }
 
+void SSSecureMemory::wipeReleasedMemory()
+{
+    if (MemoryProtection *memory = protection())
+        memory->wipeReleasedMemory();
+}
+
 SSSecureMemory::Statistics SSSecureMemory::statistics()
 {
     const std::lock_guard guard(pool.lock);
