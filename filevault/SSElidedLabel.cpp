@@ -14,6 +14,9 @@ SSElidedLabel::SSElidedLabel(const QString &text, QWidget *parent)
 
 QString SSElidedLabel::shownText() const
 {
+    // Measuring for the dots rounds another way.
+    if (width() >= sizeHint().width())
+        return m_plainText;
     return fontMetrics().elidedText(m_plainText, Qt::ElideRight, contentsRect().width());
 }
 

@@ -28,8 +28,9 @@ FakeAlertWindow::~FakeAlertWindow() = default;
 std::shared_ptr<AlertButton> FakeAlertWindow::addButton(const QString &title, qint64 tag)
 {
     auto button = std::make_shared<AlertButton>(title, tag);
-    button->setTarget(m_ending);
-    button->setAction("endWithTag");
+    if (m_alerts.buttonsHaveTarget)
+        button->setTarget(m_ending);
+    button->setAction(m_alerts.buttonAction);
     buttons.append(button);
     return button;
 }

@@ -70,6 +70,9 @@ public:
     qint64 response = ModalResponse::FirstButton;
 
     bool display = true;
+    /// What the buttons call as the window makes them; another action, or no target, does nothing.
+    QByteArray buttonAction = QByteArrayLiteral("endWithTag");
+    bool buttonsHaveTarget = true;
     QList<Answer> answers;
     /// Message texts of the windows that were run, in that order.
     QStringList windowsRun;
