@@ -5,6 +5,7 @@
 
 #include <optional>
 
+class SSPasswordMask;
 class SSSecureData;
 
 /// The users who may unlock the disk, as the FileVault tool lists them for an administrator. Main
@@ -32,5 +33,9 @@ public:
     }
 
 private:
+    /// The same; the list may show those passwords, the log may not.
+    [[nodiscard]] static std::optional<QSet<QString>> parse(const QString &result,
+                                                            const SSPasswordMask &passwords);
+
     std::optional<QSet<QString>> m_secureTokenUsers;
 };

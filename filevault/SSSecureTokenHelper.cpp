@@ -1,1 +1,195 @@
 #include "filevault/SSSecureTokenHelper.h"
+
+#include "directory/SSUserInfo.h"
+#include "filevault/SSFdeUsers.h"
+#include "filevault/SSToolCommand.h"
+#include "filevault/SSToolScripts.h"
+#include "foundation/SSLogger.h"
+#include "foundation/SSStringHelper.h"
+#include "platform/Identity.h"
+#include "platform/Platform.h"
+#include "platform/SystemInformation.h"
+
+namespace {
+
+const QString accountTool = QStringLiteral("/usr/sbin/sysadminctl");
+const QString fileVaultTool = QStringLiteral("/usr/bin/fdesetup");
+
+} // namespace
+
+bool SSSecureTokenHelper::isSecureTokenSupported()
+{
+    return Platform::current().system->isSecureTokenSupported();
+}
+
+bool SSSecureTokenHelper::fdeStatus()
+{
+    const SSToolAnswer answer(fileVaultTool, {QStringLiteral("status")});
+    SSLog(2, SSMessageType::Info, "fdesetup status. Info: %@", answer.maskedOutput());
+    if (!answer.hasOutput()) {
+        SSLog(1, SSMessageType::Error, "unable check FileVault status. Error: %@",
+              answer.errorDescription());
+        return false;
+    }
+    return answer.contains(QStringLiteral("FileVault is On"));
+}
+
+bool SSSecureTokenHelper::secureTokenStatusWithUserName(const QString &userName)
+{
+    if (!isSecureTokenSupported()) {
+        SSLog(1, SSMessageType::Error,
+              "SecureTokenStatus is not supported on macOS 10.13 or less.");
+        return false;
+    }
+    const SSToolAnswer answer(accountTool, {QStringLiteral("-secureTokenStatus"), userName});
+    SSLog(2, SSMessageType::Info, "sysadminctl -secureTokenStatus. Info: %@",
+          answer.maskedOutput());
+    if (!answer.hasOutput()) {
+        SSLog(1, SSMessageType::Error, "sysadminctl -secureTokenStatus. Error: %@",
+              answer.errorDescription());
+        return false;
+    }
+    return answer.contains(QStringLiteral("ENABLED"));
+}
+
+bool SSSecureTokenHelper::sudoSecureTokenStatusWithUserName(const QString &userName)
+{
+    if (isSecureTokenSupported())
+        return secureTokenStatusWithUserName(userName);
+    if (Platform::current().identity->effectiveUserId() != 0) {
+        SSLog(1, SSMessageType::Error, "Only sudo user can get fde secure token status.");
+        return false;
+    }
+    const SSToolAnswer answer(fileVaultTool, {QStringLiteral("list")});
+    SSLog(2, SSMessageType::Info, "fdesetup list. Info: %@", answer.maskedOutput());
+    if (!answer.hasOutput()) {
+        SSLog(1, SSMessageType::Error, "unable get FileVault list. Error: %@",
+              answer.errorDescription());
+        return false;
+    }
+    const auto users = SSFdeUsers::parseSecureTokenUsersWithResult(*answer.output());
+    return users && users->contains(userName.toLower());
+}
+
+bool SSSecureTokenHelper::fdeUserWithUserName(const QString &userName, const QString &adminUserName,
+                                              const SSSecureData &adminPassword)
+{
+    return SSFdeUsers(adminUserName, adminPassword).isSecureTokenUserWithName(userName);
+}
+
+bool SSSecureTokenHelper::isSecureTokenUserWithUserName(const QString &userName,
+                                                        const QString &adminUserName,
+                                                        const SSSecureData &adminPassword)
+{
+    if (isSecureTokenSupported())
+        return secureTokenStatusWithUserName(userName);
+    return fdeUserWithUserName(userName, adminUserName, adminPassword);
+}
+
+bool SSSecureTokenHelper::verifyDiskPasswordWithAdminUserName(
+    const std::optional<QString> &userName, const SSSecureData &password)
+{
+    // Deliberate: without SecureToken nothing is checked.
+    if (!isSecureTokenSupported())
+        return true;
+    if (!userName) {
+        SSLog(1, SSMessageType::Error,
+              "verifyDiskPasswordWithUserName: Unable get info for the user: %@", userName);
+        return false;
+    }
+    const QString userUID = SSUserInfo(*userName).userUID().value_or(QString());
+    if (userUID.isEmpty()) {
+        SSLog(1, SSMessageType::Error, "verifyDiskPasswordWithUserName: User UID is empty");
+        return false;
+    }
+
+    const SSToolPassword decoded(password);
+    SSPasswordMask mask;
+    mask.add(decoded.text(), decoded.escaped());
+    const SSToolAnswer answer = SSToolAnswer::ofScript(
+        SSToolScripts::verifyDiskPassword(SSHelper::stringEscapedToShell(*userName), userUID,
+                                          decoded.escaped()),
+        mask);
+    SSLog(2, SSMessageType::Info, "/expect result: %@", answer.maskedOutput());
+    if (!answer.hasOutput()) {
+        SSLog(1, SSMessageType::Error,
+              "Unable check filevault current password using diskutil. Error: %@",
+              answer.errorDescription());
+        return false;
+    }
+    return answer.contains(QStringLiteral("Passphrase valid"));
+}
+
+bool SSSecureTokenHelper::secureTokenOnWithUserName(const QString &userName,
+                                                    const SSSecureData &password,
+                                                    const QString &adminUserName,
+                                                    const SSSecureData &adminPassword,
+                                                    std::optional<QString> &alertMessage)
+{
+    const SSToolPassword user(password);
+    const SSToolPassword admin(adminPassword);
+    SSPasswordMask mask;
+    mask.add(user.text(), user.escaped());
+    mask.add(admin.text(), admin.escaped());
+    const SSToolAnswer answer(accountTool,
+                              {QStringLiteral("-secureTokenOn"), userName,
+                               QStringLiteral("-password"), user.text(),
+                               QStringLiteral("-adminUser"), adminUserName,
+                               QStringLiteral("-adminPassword"), admin.text()},
+                              mask);
+    SSLog(2, SSMessageType::Info, "sysadminctl -secureTokenOn. Info: %@", answer.maskedOutput());
+    if (answer.hasFailed()) {
+        SSLog(1, SSMessageType::Error, "sysadminctl -secureTokenOn. Error: %@",
+              answer.errorDescription());
+        alertMessage = answer.errorDescription();
+        return false;
+    }
+    if (answer.contains(QStringLiteral("Done!")))
+        return true;
+    alertMessage = answer.maskedOutput();
+    return false;
+}
+
+bool SSSecureTokenHelper::updateFdeUserWithUserName(const QString &userName,
+                                                    const SSSecureData &password,
+                                                    const QString &adminUserName,
+                                                    const SSSecureData &adminPassword,
+                                                    std::optional<QString> &alertMessage)
+{
+    const SSToolPassword user(password);
+    const SSToolPassword admin(adminPassword);
+    SSPasswordMask mask;
+    mask.add(user.text(), user.escaped());
+    mask.add(admin.text(), admin.escaped());
+    const SSToolAnswer answer = SSToolAnswer::ofScript(
+        SSToolScripts::readdFdeUser(SSHelper::stringEscapedToShell(userName), user.escaped(),
+                                    SSHelper::stringEscapedToShell(adminUserName), admin.escaped()),
+        mask);
+    SSLog(2, SSMessageType::Info, "/expect result: %@", answer.maskedOutput());
+    if (!answer.hasOutput()) {
+        // The text of reading the list, on purpose.
+        SSLog(1, SSMessageType::Error, "Unable get secure token users using fdesetup. Error: %@",
+              answer.errorDescription());
+        SSLog(1, SSMessageType::Error, "Result: %@", answer.maskedOutput());
+        alertMessage = answer.hasFailed() ? answer.errorDescription() : answer.maskedOutput();
+        return false;
+    }
+    // The line end of the last answer, and nothing printed after it.
+    if (*answer.output() == QLatin1String("\r\n"))
+        return true;
+    alertMessage = answer.maskedOutput();
+    return false;
+}
+
+bool SSSecureTokenHelper::updateSecureTokenUserWithUserName(const QString &userName,
+                                                            const SSSecureData &password,
+                                                            const QString &adminUserName,
+                                                            const SSSecureData &adminPassword,
+                                                            std::optional<QString> &alertMessage)
+{
+    if (isSecureTokenSupported())
+        return secureTokenOnWithUserName(userName, password, adminUserName, adminPassword,
+                                         alertMessage);
+    return updateFdeUserWithUserName(userName, password, adminUserName, adminPassword,
+                                     alertMessage);
+}

@@ -56,10 +56,15 @@ QString stringByTrimmingTrailingWhitespaceAndNewlineCharacters(const QString &te
 
 QString stringEscapedToShell(const QString &text)
 {
-    QString result = text;
-    // Backslashes first, so that those added for the quotes are not doubled.
-    result.replace(QLatin1Char('\\'), QLatin1String("\\\\"));
-    result.replace(QLatin1Char('"'), QLatin1String("\\\""));
+    // In one pass into storage of the right size: the text may be a password, and a text in between
+    // would stay behind in memory.
+    QString result;
+    result.reserve(text.size() + text.count(QLatin1Char('\\')) + text.count(QLatin1Char('"')));
+    for (const QChar character : text) {
+        if (character == QLatin1Char('\\') || character == QLatin1Char('"'))
+            result.append(QLatin1Char('\\'));
+        result.append(character);
+    }
     return result;
 }
 
