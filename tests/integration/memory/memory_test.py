@@ -65,6 +65,8 @@ def add_tools(extra, case, passwords):
     for name, password in passwords.items():
         write(extra / f"test/{name}", password)
         write(extra / f"test/{name}.escaped", escaped(password))
+    granted = "Operation is not permitted." if case.get("answer") else "Done!"
+    readded = 'printf "invalid command name %s\\r\\n" "$script"' if case.get("answer") else 'printf "\\r\\n"'
     write(extra / "usr/sbin/sysadminctl", f"""#!/bin/sh
 case "$1" in
 -secureTokenStatus) echo "Secure token is ENABLED for user $2" >&2 ;;
@@ -72,7 +74,7 @@ case "$1" in
     printf '%s' "$2 $3 $5 $6 $7" | grep -qx '{NAME} -password -adminUser {ADMIN} -adminPassword' &&
     [ "$4" = "$(cat /test/user)" ] && [ "$8" = "$(cat /test/admin)" ] || {{ echo wrong >> /test/faults; exit; }}
     echo "sysadminctl $*" >&2
-    echo '{'Done!' if case.get("answer") is None else 'Operation is not permitted.'}' >&2
+    echo '{granted}' >&2
     echo granted >> /test/runs ;;
 esac
 """, 0o755)
@@ -85,7 +87,7 @@ case "$script" in
 *"fdesetup list"*) printf '%s,85632A00-1234-4BF3-92F9-0D4AA8D0D7B5\\r\\n%s\\r\\n' {ADMIN} "$script" ;;
 *"fdesetup add"*)
     holds user || echo "wrong script" >> /test/faults
-    {'printf "\\r\\n"' if case.get("answer") is None else 'printf "invalid command name %s\\r\\n" "$script"'}
+    {readded}
     echo granted >> /test/runs ;;
 esac
 """, 0o755)
