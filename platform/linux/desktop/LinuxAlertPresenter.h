@@ -3,19 +3,26 @@
 #include "platform/Alerts.h"
 #include "platform/Diagnostics.h"
 
-/// Modal alerts as message boxes. Texts are shown as they are, never as markup. Escape and the
-/// window's close button answer "OK"; an application that quits takes the alert down.
+#include <memory>
+
+class ModalSessions;
+
+/// Modal alerts as windows of the desktop. Texts are shown as they are, never as markup. An
+/// application that quits takes them down.
 class LinuxAlertPresenter final : public AlertPresenter
 {
 public:
     /// `windowTitle` is the title of every alert.
     LinuxAlertPresenter(QString windowTitle, DiagnosticSink diagnostics);
+    ~LinuxAlertPresenter() override;
 
+    [[nodiscard]] bool canShow() override;
     [[nodiscard]] std::unique_ptr<AlertWindow> makeWindow() override;
     void stopModal(qint64 code) override;
     [[nodiscard]] qint64 runModal(const Alert &alert) override;
 
 private:
-    QString m_windowTitle;
-    DiagnosticSink m_diagnostics;
+    const QString m_windowTitle;
+    const DiagnosticSink m_diagnostics;
+    const std::shared_ptr<ModalSessions> m_sessions;
 };

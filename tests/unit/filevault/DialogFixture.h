@@ -74,9 +74,13 @@ struct Fixture : Flag::Fixture
         fake.identity->memberships = {{2000, 80}};
         setPasswords({u"s3cret"_s, u"new-pass"_s});
         addFile(Flag::xmlFile("<true/>"));
-        PlayedTools::current() = &tools;
+        FakeDirectory::add(directory->users,
+                           {{u"dsAttrTypeStandard:RecordName"_s, {u"boss"_s}},
+                            {u"dsAttrTypeStandard:GeneratedUID"_s, {u"B055-ID"_s}}});
+        fake.childProcesses->answer = [this](const FakeChildProcesses::Run &run) {
+            return tools.answer(run);
+        };
     }
-    ~Fixture() { PlayedTools::current() = nullptr; }
     Fixture(const Fixture &) = delete;
     Fixture &operator=(const Fixture &) = delete;
 
