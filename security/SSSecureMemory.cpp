@@ -9,7 +9,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <new>
 #include <span>
@@ -192,15 +191,6 @@ void SSSecureMemory::release(void *block, std::size_t length) noexcept
     pool.freeBlocks[sizeClass] = new (block) FreeBlock{pool.freeBlocks[sizeClass], markOf(block)};
     ASAN_POISON_MEMORY_REGION(block, blockLength(sizeClass));
     --pool.statistics.blocksInUse;
-}
-
-void SSSecureMemory::wipe(void *bytes, std::size_t length) noexcept
-{
-    if (length == 0)
-        return;
-    std::memset(bytes, 0, length);
-    // As far as the compiler knows, the zeros are read here.
-    asm volatile("" : : "r"(bytes) : "memory");
 }
 
 void SSSecureMemory::wipeReleasedMemory()

@@ -1,9 +1,8 @@
 // Runs the update of the disk password with the real adapters, as the agent does, and then waits to
-// be searched: memory_probe USER [--without-wiping] [--without-secure-token] [MARK].
+// be searched: memory_probe USER [--without-secure-token] [MARK].
 #include "app/SSDiagnosticLog.h"
 #include "filevault/SSSecureTokenUpdate.h"
 #include "foundation/SSLogger.h"
-#include "platform/MemoryProtection.h"
 #include "platform/Platform.h"
 #include "platform/PlatformFactory.h"
 #include "platform/SystemInformation.h"
@@ -17,19 +16,6 @@
 #include <unistd.h>
 
 namespace {
-
-/// Everything but the wiping.
-class WithoutWiping final : public MemoryProtection
-{
-public:
-    explicit WithoutWiping(std::shared_ptr<MemoryProtection> real) : m_real(std::move(real)) {}
-    Outcome protect(std::span<std::byte> pages) override { return m_real->protect(pages); }
-    void unprotect(std::span<std::byte> pages) override { m_real->unprotect(pages); }
-    void wipeReleasedMemory() override {}
-
-private:
-    std::shared_ptr<MemoryProtection> m_real;
-};
 
 class WithoutSecureToken final : public SystemInformation
 {
@@ -59,8 +45,6 @@ int main(int argc, char **argv)
     options.diagnostics = diagnostics.sink();
     Platform platform = makeDesktopPlatform(argc, argv, options);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.contains(QStringLiteral("--without-wiping")))
-        platform.memory = std::make_shared<WithoutWiping>(platform.memory);
     if (arguments.contains(QStringLiteral("--without-secure-token")))
         platform.system = std::make_shared<WithoutSecureToken>(platform.system);
     Platform::install(&platform);
