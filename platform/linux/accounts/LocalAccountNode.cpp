@@ -3,6 +3,7 @@
 #include "platform/linux/accounts/AccountName.h"
 #include "platform/linux/accounts/NameService.h"
 #include "platform/linux/accounts/PamPasswordCheck.h"
+#include "platform/linux/accounts/SuPasswordCheck.h"
 
 #include <QSet>
 
@@ -50,8 +51,10 @@ class LocalAccountRecord final : public DirectoryRecord
 {
 public:
     LocalAccountRecord(std::shared_ptr<const LocalAccountNode::Options> options,
-                       NameService::User user)
-        : m_options(std::move(options)), m_user(std::move(user))
+                       NameService::User user, DiagnosticSink diagnostics)
+        : m_options(std::move(options))
+        , m_user(std::move(user))
+        , m_diagnostics(std::move(diagnostics))
     {
         const QString name = QString::fromUtf8(m_user.name);
         const AccountName parts = AccountName::parse(name);
@@ -89,12 +92,18 @@ public:
 
     [[nodiscard]] Result<bool, DirectoryError> verifyPassword(std::u16string_view password) override
     {
+        // PAM answers root about everybody, an ordinary user about himself, and about a directory's
+        // accounts anybody, as a service of root's carries that check out.
+        const bool isSomebodyElses = geteuid() != 0 && getuid() != m_user.userId;
+        if (isSomebodyElses && !m_isCached)
+            return SuPasswordCheck::verify(m_user, password, m_diagnostics);
         return PamPasswordCheck::verify(m_options->pamService, m_user, m_isCached, password);
     }
 
 private:
     std::shared_ptr<const LocalAccountNode::Options> m_options;
     NameService::User m_user;
+    DiagnosticSink m_diagnostics;
     DirectoryDetails m_details;
     bool m_isCached = false;
 };
@@ -150,7 +159,8 @@ Result<DirectoryRecords, DirectoryError> LocalAccountNode::query(const Directory
                                    .arg(QString::fromLocal8Bit(strerror(user.error().number)))}};
         // The database decides what spelling names the account, so the name is not compared again.
         if (user.value())
-            records.append(std::make_shared<LocalAccountRecord>(m_options, *user.value()));
+            records.append(
+                std::make_shared<LocalAccountRecord>(m_options, *user.value(), m_diagnostics));
         return records;
     };
     if (query.matchType == DirectoryMatchType::EqualTo &&
@@ -172,7 +182,7 @@ Result<DirectoryRecords, DirectoryError> LocalAccountNode::query(const Directory
             seen.contains(user.name))
             return;
         seen.insert(user.name);
-        auto record = std::make_shared<LocalAccountRecord>(m_options, user);
+        auto record = std::make_shared<LocalAccountRecord>(m_options, user, m_diagnostics);
         if (matches(*record, query))
             records.append(std::move(record));
     };

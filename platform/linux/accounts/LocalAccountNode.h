@@ -27,6 +27,10 @@ struct AccountDomain
 /// `/Active Directory/CORP/corp.example.test`. NSS does not know the directory's GUID, so there is
 /// none; the search node pairs such an account by domain and name. Any other account has the GUID
 /// made from its numeric id and no NT domain.
+///
+/// A record's password is checked by PAM, or through su when it is somebody else's than the
+/// process's user's ("the same user" is one of the same numeric id), no directory account's, and
+/// the process is not root's. See PamPasswordCheck and SuPasswordCheck.
 class LocalAccountNode final : public DirectoryNode
 {
 public:
