@@ -34,6 +34,9 @@ CASES = {
     "cancelled": {"result": 2, "cancel": True},
     "list-success": {"result": 1, "list": True},
     "list-failure": {"result": 4, "list": True, "answer": "failed"},
+    # Passwords checked by PAM and by su, instead of by a file's directory.
+    "accounts-success": {"result": 1, "accounts": True},
+    "accounts-failure": {"result": 4, "accounts": True, "wrong": True, "answer": "failed"},
     "control": {"result": 4, "answer": "failed", "wiping": False},
     "list-control": {"result": 4, "list": True, "answer": "failed", "wiping": False},
 }
@@ -98,6 +101,20 @@ esac
 """, 0o755)
 
 
+def add_directory(extra, passwords):
+    """As a directory stores them: hashed, so that the process does not read them from a file."""
+    records = "version: 1\n"
+    for account, uid, key in ((NAME, UID, "user"), (ADMIN, ADMIN_UID, "admin")):
+        salt = secrets.token_bytes(8)
+        stored = base64.b64encode(hashlib.sha256(passwords[key].encode() + salt).digest() + salt).decode()
+        records += (f"\ndn: uid={account},ou=accounts\nobjectClass: posixAccount\nuid: {account}\n"
+                    f"uidNumber: {uid}\ngidNumber: {uid}\nhomeDirectory: /home/{account}\n"
+                    f"userPassword: {{SSHA256}}{stored}\n")
+    write(extra / "etc/zevrikselfservice/directory.ldif", records)
+    write(extra / "etc/zevrikselfservice/directory.conf",
+          "backend = ldif\nfile = /etc/zevrikselfservice/directory.ldif\n")
+
+
 def lay_out(extra, case, passwords):
     for path, text in (
             ("etc/passwd", f"{NAME}:x:{UID}:{UID}::/home/{NAME}:/bin/bash\n"
@@ -113,17 +130,8 @@ def lay_out(extra, case, passwords):
               for line in groups]
     write(extra / "etc/group", "\n".join(groups) + f"\n{NAME}:x:{UID}:\n{ADMIN}:x:{ADMIN_UID}:\n")
     shutil.copy(sys.argv[5], extra / "etc/pam.d")
-    # As stored by a directory: hashed, so that the process does not read them from a file.
-    records = "version: 1\n"
-    for account, uid, key in ((NAME, UID, "user"), (ADMIN, ADMIN_UID, "admin")):
-        salt = secrets.token_bytes(8)
-        stored = base64.b64encode(hashlib.sha256(passwords[key].encode() + salt).digest() + salt).decode()
-        records += (f"\ndn: uid={account},ou=accounts\nobjectClass: posixAccount\nuid: {account}\n"
-                    f"uidNumber: {uid}\ngidNumber: {uid}\nhomeDirectory: /home/{account}\n"
-                    f"userPassword: {{SSHA256}}{stored}\n")
-    write(extra / "etc/zevrikselfservice/directory.ldif", records)
-    write(extra / "etc/zevrikselfservice/directory.conf",
-          "backend = ldif\nfile = /etc/zevrikselfservice/directory.ldif\n")
+    if not case.get("accounts"):
+        add_directory(extra, passwords)
     add_tools(extra, case, passwords)
     for number, name in ((2, "probe"), (3, "reader"), (4, "clipboard")):
         shutil.copy(sys.argv[number], extra / "test" / name)
