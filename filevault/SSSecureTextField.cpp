@@ -3,6 +3,7 @@
 #include "filevault/SSSecureText.h"
 #include "security/SSSecure.h"
 #include "security/SSSecureData.h"
+#include "security/SSSecureMemory.h"
 
 #include <QContextMenuEvent>
 #include <QGuiApplication>
@@ -78,6 +79,8 @@ bool isTyped(const QKeyEvent &event)
 SSSecureTextField::SSSecureTextField(QWidget *parent)
     : QLineEdit(parent), m_secret(std::make_unique<SSSecureText>())
 {
+    // The key events of a password are released one by one; so is what the tools are given later.
+    SSSecureMemory::wipeReleasedMemory();
     setEchoMode(QLineEdit::Password);
     setInputMethodHints(Qt::ImhHiddenText | Qt::ImhSensitiveData | Qt::ImhNoPredictiveText |
                         Qt::ImhNoAutoUppercase);

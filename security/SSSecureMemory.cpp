@@ -9,7 +9,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <new>
 #include <span>
@@ -194,13 +193,10 @@ void SSSecureMemory::release(void *block, std::size_t length) noexcept
     --pool.statistics.blocksInUse;
 }
 
-void SSSecureMemory::wipe(void *bytes, std::size_t length) noexcept
+void SSSecureMemory::wipeReleasedMemory()
 {
-    if (length == 0)
-        return;
-    std::memset(bytes, 0, length);
-    // As far as the compiler knows, the zeros are read here.
-    asm volatile("" : : "r"(bytes) : "memory");
+    if (MemoryProtection *memory = protection())
+        memory->wipeReleasedMemory();
 }
 
 SSSecureMemory::Statistics SSSecureMemory::statistics()

@@ -25,6 +25,11 @@ void release(void *block, std::size_t length) noexcept;
 /// Overwrites `length` bytes with zeros by stores that the compiler keeps.
 void wipe(void *bytes, std::size_t length) noexcept;
 
+/// From now on, for good, memory that any part of the process releases is wiped, where the platform
+/// can. To be called before a password is taken in: on its way it passes through texts and
+/// libraries that leave copies of it behind.
+void wipeReleasedMemory();
+
 struct Statistics
 {
     std::uint64_t allocations = 0; ///< since the start

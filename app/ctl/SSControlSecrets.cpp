@@ -42,6 +42,7 @@ std::optional<Text> textOf(const SSSecureData &line)
 
 Secret SSControlSecrets::line(const QString &prompt)
 {
+    SSSecureMemory::wipeReleasedMemory();
     const auto buffer = SSMutableSecureData::dataWithLength(longestLine);
     const auto length = Platform::current().secretInput->readLine(prompt, buffer->mutableData());
     if (!length)

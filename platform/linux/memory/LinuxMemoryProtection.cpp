@@ -1,5 +1,7 @@
 #include "platform/linux/memory/LinuxMemoryProtection.h"
 
+#include "platform/linux/memory/WipingAllocator.h"
+
 #include <cerrno>
 #include <system_error>
 #include <utility>
@@ -31,4 +33,9 @@ void LinuxMemoryProtection::unprotect(std::span<std::byte> pages)
 {
     ::munlock(pages.data(), pages.size());
     ::madvise(pages.data(), pages.size(), MADV_DODUMP);
+}
+
+void LinuxMemoryProtection::wipeReleasedMemory()
+{
+    WipingAllocator::arm();
 }

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-/// mlock(2) and madvise(2).
+/// mlock(2), madvise(2) and the program's own free(3).
 class LinuxMemoryProtection final : public MemoryProtection
 {
 public:
@@ -13,6 +13,7 @@ public:
 
     Outcome protect(std::span<std::byte> pages) override;
     void unprotect(std::span<std::byte> pages) override;
+    void wipeReleasedMemory() override;
 
 private:
     DiagnosticSink m_diagnostics;

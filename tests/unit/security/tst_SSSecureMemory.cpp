@@ -37,6 +37,7 @@ public:
         return {true, true};
     }
     void unprotect(std::span<std::byte> pages) override { unprotectedPages.push_back(pages); }
+    void wipeReleasedMemory() override {}
 
     [[nodiscard]] bool covers(const void *address) const
     {
