@@ -94,17 +94,15 @@ bool SSEnroll::loadSettings()
 void SSEnroll::keepKeys()
 {
     // Root writes the key file as well, and the directory knows the public key alone. A session key
-    // belongs to the public key that it was ciphered with.
-    // A process launched by a click has not looked for the cache before.
-    const auto unread = m_notification ? SSLogonSettings::settingsFromCache() : nullptr;
-    const SSLogonSettings *const cached =
-        unread ? unread.get() : m_settingsPasswordChangedCached.get();
+    // belongs to the public key that it was ciphered with. The settings file has no say in this:
+    // anybody may write it.
+    const auto cached = SSLogonSettings::keysFromCache();
     if (!cached)
         return;
     m_settingsPasswordChanged->updateComputerRID(cached->computerRID());
     if (SSUtils::isEqualEx(m_settingsPasswordChanged->configurationSetPublicKey(),
                            cached->configurationSetPublicKey())) {
-        m_settingsPasswordChanged->copySessionKeyFromSettings(cached);
+        m_settingsPasswordChanged->copySessionKeyFromSettings(cached.get());
     }
 }
 

@@ -1,5 +1,7 @@
 #include "security/SSBase32.h"
 
+#include <QtEndian>
+
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -41,12 +43,30 @@ constexpr auto values = [] {
     return result;
 }();
 
-std::uint64_t blockAt(const std::byte *bytes)
+/// Forty bits, at the low end; what stands above them is not theirs. Eight bytes are read at once,
+/// for the last block with those before it, for the others with those after it.
+inline std::uint64_t blockAt(std::span<const std::byte, SSBase32::codeLength> code,
+                             std::size_t index)
 {
-    std::uint64_t block = 0;
-    for (std::size_t i = 0; i < blockBytes; ++i)
-        block = block << 8U | std::to_integer<std::uint64_t>(bytes[i]);
-    return block;
+    constexpr std::size_t word = sizeof(std::uint64_t);
+    const std::size_t begin = index * blockBytes;
+    if (begin + word > code.size())
+        return qFromBigEndian<quint64>(code.data() + begin + blockBytes - word);
+    return qFromBigEndian<quint64>(code.data() + begin) >> 8U * (word - blockBytes);
+}
+
+/// Writes the forty bits at the high end of the word; of the bytes after them, when the code has
+/// any, the next block's writer makes good what this one spoils.
+inline void writeBlock(std::uint64_t bits, std::span<std::byte, SSBase32::codeLength> code,
+                       std::size_t index)
+{
+    const std::size_t begin = index * blockBytes;
+    std::array<std::byte, sizeof bits> bytes{};
+    qToBigEndian<quint64>(bits, bytes.data());
+    if (begin + bytes.size() > code.size())
+        std::memcpy(code.data() + begin, bytes.data(), blockBytes);
+    else
+        std::memcpy(code.data() + begin, bytes.data(), bytes.size());
 }
 
 /// Four characters for twenty bits.
@@ -72,7 +92,7 @@ void SSBase32::encode(std::span<const std::byte, codeLength> code,
                       std::span<char16_t, textLength> text)
 {
     for (std::size_t i = 0; i < blocks; ++i) {
-        const std::uint64_t block = blockAt(code.data() + i * blockBytes);
+        const std::uint64_t block = blockAt(code, i);
         char16_t *out = text.data() + i * 2 * groupLength;
         writeGroup(block >> 20U, out);
         writeGroup(block, out + groupLength);
@@ -83,7 +103,7 @@ void SSBase32::encodeDashed(std::span<const std::byte, codeLength> code,
                             std::span<char16_t, dashedTextLength> text)
 {
     for (std::size_t i = 0; i < blocks; ++i) {
-        const std::uint64_t block = blockAt(code.data() + i * blockBytes);
+        const std::uint64_t block = blockAt(code, i);
         char16_t *out = text.data() + i * dashedBlock;
         writeGroup(block >> 20U, out);
         out[groupLength] = u'-';
@@ -107,13 +127,7 @@ bool SSBase32::decodeDashed(std::span<const char16_t, dashedTextLength> text,
         misplaced |= static_cast<unsigned>(in[groupLength] ^ u'-');
         if (i + 1 < blocks)
             misplaced |= static_cast<unsigned>(in[dashedBlock - 1] ^ u'-');
-        std::byte *out = code.data() + i * blockBytes;
-        out[0] = static_cast<std::byte>(first >> 12U & 0xffU);
-        const std::uint32_t rest = first << 20U | second;
-        out[1] = static_cast<std::byte>(rest >> 24U);
-        out[2] = static_cast<std::byte>(rest >> 16U & 0xffU);
-        out[3] = static_cast<std::byte>(rest >> 8U & 0xffU);
-        out[4] = static_cast<std::byte>(rest & 0xffU);
+        writeBlock(std::uint64_t{first} << 44U | std::uint64_t{second} << 24U, code, i);
     }
     return (read & unknown) == 0 && (codes & 0xff00ff00ff00ff00U) == 0 && misplaced == 0;
 }

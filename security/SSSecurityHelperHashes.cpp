@@ -72,8 +72,7 @@ SSSecurityHelper::calculateMsCash2WithUser(const std::optional<QString> &user,
               static_cast<quint64>(userLength));
         return nullptr;
     }
-    // Character by character, as Windows does it: a sigma at the end of a word stays an ordinary
-    // one.
+    // Without regard to context or language: a sigma at the end of a word stays an ordinary one.
     const QString lowerCase = user->toLower();
     // The hash of the password, and the salt right behind it.
     const auto salted = SSMutableSecureData::dataWithLength(

@@ -10,6 +10,7 @@
 #include "security/SSSecurityHelper.h"
 #include "settings/SSLogonSettingsTable.h"
 #include "settings/SSOverloaded.h"
+#include "settings/SSSettingField.h"
 
 #include <utility>
 
@@ -95,21 +96,12 @@ SSOptionSource SSLogonSettings::resolve(const Row &row, const SSDefaults &defaul
     const QString builtIn = QString::fromUtf8(row.builtIn.text);
     return std::visit(
         SSOverloaded{
-            [&](Boolean S::*field) {
-                return Helper::initializeBooleanOptionWithKey(key, defaults, &keywords, getter,
-                                                              this->*field);
-            },
-            [&](Integer S::*field) {
-                return Helper::initializeIntegerOptionWithKey(key, defaults, &keywords, getter,
-                                                              this->*field);
-            },
             [&](Unsigned S::*) { return SSOptionSource::None; },
             [&](String S::*field) {
                 String &text = this->*field;
                 auto source =
                     row.getter
-                        ? Helper::initializeStringOptionWithKey(key, defaults, &keywords, getter,
-                                                                text)
+                        ? SSSettingField::resolve(key, defaults, &keywords, getter, text)
                         : Helper::initializeStringOptionWithKey(key, defaults, builtIn, text);
                 if (row.builtIn.whenEmpty && text.value_or(QString()).isEmpty()) {
                     text = builtIn;
@@ -123,6 +115,9 @@ SSOptionSource SSLogonSettings::resolve(const Row &row, const SSDefaults &defaul
             [&](Secure S::*field) {
                 this->*field = keywords.configurationSetPublicKey();
                 return this->*field ? SSOptionSource::Keyword : SSOptionSource::None;
+            },
+            [&](auto field) {
+                return SSSettingField::resolve(key, defaults, &keywords, getter, this->*field);
             }},
         row.field);
 }
@@ -202,15 +197,11 @@ void SSLogonSettings::updateComputerRID(quint32 computerRID)
 QVariant SSLogonSettings::value(const Row &row) const
 {
     return std::visit(
-        SSOverloaded{[this](String S::*field) {
-                         const String &text = this->*field;
-                         return text ? QVariant(*text) : QVariant();
-                     },
-                     [this](Secure S::*field) {
+        SSOverloaded{[this](Secure S::*field) {
                          const Secure &data = this->*field;
                          return data ? QVariant(bytesOf(*data)) : QVariant();
                      },
-                     [this](auto field) { return QVariant::fromValue(this->*field); }},
+                     [this](auto field) { return SSSettingField::value(this->*field); }},
         row.field);
 }
 
@@ -236,12 +227,8 @@ void SSLogonSettings::log() const
     for (const Row &row : Table::rows) {
         if (!row.block)
             continue;
-        std::visit(SSOverloaded{
-                       [&](Boolean S::*field) {
-                           SSLog(1, SSMessageType::Info, row.block, this->*field ? "YES" : "NO");
-                       },
-                       [&](Secure S::*) { SSLog(1, SSMessageType::Info, row.block, value(row)); },
-                       [&](auto field) { SSLog(1, SSMessageType::Info, row.block, this->*field); }},
+        std::visit(SSOverloaded{[&](Secure S::*) { SSSettingField::log(row.block, value(row)); },
+                                [&](auto field) { SSSettingField::log(row.block, this->*field); }},
                    row.field);
     }
 }

@@ -71,6 +71,8 @@ public:
 
     /// What load() of a new object gives, or none.
     [[nodiscard]] static std::unique_ptr<SSLogonSettings> settingsFromCache();
+    /// The key material alone, whatever state the settings file is in. None for anybody but root.
+    [[nodiscard]] static std::unique_ptr<SSLogonSettings> keysFromCache();
     /// The same as initWithSerializedData.
     [[nodiscard]] static std::unique_ptr<SSLogonSettings>
     settingsFromData(const SSSecureData *data);

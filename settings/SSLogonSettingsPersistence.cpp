@@ -58,7 +58,8 @@ bool correctRights(const QString &path, const SettingsFileAttributes &attributes
 std::optional<PropertyListDictionary> readFile(const QString &path, SettingsFileTrust trust,
                                                const char *message)
 {
-    auto file = Platform::current().settingsFiles->read(path, trust);
+    auto file = Platform::current().settingsFiles->read(
+        path, trust, std::size_t{SSLogonSettingsEncoding::limits.fileSize});
     if (!file) {
         SSLog(1, SSMessageType::Error, message);
         logCause(file.error());
@@ -133,7 +134,7 @@ bool SSLogonSettings::save() const
         SSLog(1, SSMessageType::Error, "Unable get settings file name to save it.");
         return false;
     }
-    const auto bytes = writeBinaryPropertyList(serialize());
+    const auto bytes = writeBinaryPropertyList(serialize(), SSLogonSettingsEncoding::limits);
     if (!bytes) {
         SSLog(1, SSMessageType::Error, "Unable serialize settings. Error: %@", bytes.error().text);
         return false;
@@ -173,7 +174,7 @@ bool SSLogonSettings::saveKeyHashes() const
         SSLog(1, SSMessageType::Error, "Unable serialize settings hash.");
         return false;
     }
-    auto bytes = writeBinaryPropertyList(*dictionary);
+    auto bytes = writeBinaryPropertyList(*dictionary, SSLogonSettingsEncoding::limits);
     if (!bytes) {
         SSLog(1, SSMessageType::Error, "Unable serialize settings hash. Error: %@",
               bytes.error().text);
@@ -236,4 +237,10 @@ std::unique_ptr<SSLogonSettings> SSLogonSettings::settingsFromCache()
 {
     auto settings = std::make_unique<SSLogonSettings>();
     return settings->load() ? std::move(settings) : nullptr;
+}
+
+std::unique_ptr<SSLogonSettings> SSLogonSettings::keysFromCache()
+{
+    auto settings = std::make_unique<SSLogonSettings>();
+    return isRoot() && settings->loadKeyHashes() ? std::move(settings) : nullptr;
 }

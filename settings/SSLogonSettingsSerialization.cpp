@@ -65,8 +65,8 @@ SSLogonSettingsEncoding::decoded(const PropertyListData &contents)
         QByteArray::fromRawData(reinterpret_cast<const char *>(contents.bytes.data()),
                                 static_cast<qsizetype>(contents.bytes.size()));
     if (bytes.startsWith("bplist"))
-        return readBinaryPropertyListDictionary(contents);
-    const PropertyListResult result = readXmlPropertyList(bytes);
+        return readBinaryPropertyListDictionary(contents, limits);
+    const PropertyListResult result = readXmlPropertyList(bytes, limits);
     if (!result)
         return Failure{result.error()};
     if (result.value().typeId() != QMetaType::QVariantMap)
@@ -186,7 +186,7 @@ std::shared_ptr<SSSecureData> SSLogonSettings::serializedData() const
         return nullptr;
     }
     dictionary->insert(serialize());
-    auto bytes = writeBinaryPropertyList(*dictionary);
+    auto bytes = writeBinaryPropertyList(*dictionary, SSLogonSettingsEncoding::limits);
     if (!bytes) {
         SSLog(1, SSMessageType::Error, "Unable serialize login settings data. Error:%@",
               bytes.error().text);

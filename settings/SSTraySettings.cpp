@@ -4,7 +4,7 @@
 #include "foundation/SSDefaults.h"
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
-#include "settings/SSOverloaded.h"
+#include "settings/SSSettingField.h"
 
 #include <variant>
 
@@ -103,11 +103,7 @@ bool SSTraySettings::isWanted(const Row &row) const
 
 QVariant SSTraySettings::value(const Row &row) const
 {
-    return std::visit(SSOverloaded{[this](std::optional<QString> SSTraySettings::*field) {
-                                       const std::optional<QString> &text = this->*field;
-                                       return text ? QVariant(*text) : QVariant();
-                                   },
-                                   [this](auto field) { return QVariant(this->*field); }},
+    return std::visit([this](auto field) { return SSSettingField::value(this->*field); },
                       row.field);
 }
 
@@ -127,22 +123,12 @@ void SSTraySettings::loadFromConnectionPointKeywords(const SSConnectionPointKeyw
             continue;
         if (row.progress)
             SSLog(2, SSMessageType::Info, row.progress);
-        using Helper = SSConnectionPointHelper;
         const QString key = QString::fromLatin1(row.defaultsKey);
         const QString getter = QString::fromLatin1(row.getter);
         m_sources[i] = std::visit(
-            SSOverloaded{[&](bool SSTraySettings::*field) {
-                             return Helper::initializeBooleanOptionWithKey(key, *defaults, keywords,
-                                                                           getter, this->*field);
-                         },
-                         [&](qint32 SSTraySettings::*field) {
-                             return Helper::initializeIntegerOptionWithKey(key, *defaults, keywords,
-                                                                           getter, this->*field);
-                         },
-                         [&](std::optional<QString> SSTraySettings::*field) {
-                             return Helper::initializeStringOptionWithKey(key, *defaults, keywords,
-                                                                          getter, this->*field);
-                         }},
+            [&](auto field) {
+                return SSSettingField::resolve(key, *defaults, keywords, getter, this->*field);
+            },
             row.field);
     }
     log();
@@ -160,12 +146,7 @@ void SSTraySettings::log() const
     for (const Row &row : rows()) {
         if (!row.block)
             continue;
-        std::visit(SSOverloaded{
-                       [&](bool SSTraySettings::*field) {
-                           SSLog(1, SSMessageType::Info, row.block, this->*field ? "YES" : "NO");
-                       },
-                       [&](auto field) { SSLog(1, SSMessageType::Info, row.block, this->*field); }},
-                   row.field);
+        std::visit([&](auto field) { SSSettingField::log(row.block, this->*field); }, row.field);
     }
 }
 

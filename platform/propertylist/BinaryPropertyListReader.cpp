@@ -1,5 +1,5 @@
 #include "platform/PropertyList.h"
-#include "platform/propertylist/BinaryPropertyListFormat.h"
+#include "platform/propertylist/BinaryPropertyListLayout.h"
 #include "platform/propertylist/PropertyListBudget.h"
 
 #include <QDateTime>
@@ -21,18 +21,17 @@ using namespace BinaryPropertyList;
 /// Entries that a dictionary gets room for because the file says that they come.
 constexpr qsizetype mostReserved = 1024;
 
-/// Reads one file. Every number from the file is checked before it is used as a position or size;
-/// positions are kept below `m_objectsEnd`, so that no object reaches into the table or trailer.
+/// Reads one file, from its top object down.
 class Reader
 {
 public:
     Reader(QByteArrayView contents, const PropertyListLimits &limits)
-        : m_contents(contents), m_budget(limits)
+        : m_contents(contents), m_layout(contents), m_budget(limits)
     {
     }
     /// Gives data as views of the contents, and dictionaries in their order.
     Reader(const PropertyListData &contents, const PropertyListLimits &limits)
-        : m_contents(viewOf(contents)), m_viewed(&contents), m_budget(limits)
+        : m_contents(viewOf(contents)), m_layout(m_contents), m_viewed(&contents), m_budget(limits)
     {
     }
     static QByteArrayView viewOf(const PropertyListData &data)
@@ -42,11 +41,11 @@ public:
 
     PropertyListResult read()
     {
-        if (!readTrailer())
+        if (!m_layout.readTrailer(m_error))
             return Failure{PropertyListError{m_error}};
-        m_onPath.assign(m_objectCount, false);
+        m_onPath.assign(m_layout.objectCount(), false);
         QVariant result;
-        if (!readObject(m_topObject, 0, result))
+        if (!readObject(m_layout.topObject(), 0, result))
             return Failure{PropertyListError{m_error}};
         return result;
     }
@@ -58,86 +57,12 @@ private:
         return false;
     }
 
-    /// `size` bytes at `position`, which lie inside the file, as an unsigned number.
-    [[nodiscard]] quint64 number(qsizetype position, qsizetype size) const
-    {
-        quint64 value = 0;
-        for (qsizetype i = 0; i < size; ++i)
-            value = value << 8U | static_cast<quint8>(m_contents.at(position + i));
-        return value;
-    }
-
-    bool readTrailer()
-    {
-        const auto magicSize = static_cast<qsizetype>(magic.size());
-        if (m_contents.size() < magicSize + trailerSize ||
-            !m_contents.startsWith(QByteArrayView(magic.data(), magicSize)))
-            return fail(QStringLiteral("not a binary property list of version 00"));
-        const qsizetype trailer = m_contents.size() - trailerSize;
-        const quint64 offsetSize = number(trailer + offsetSizeAt, 1);
-        const quint64 referenceSize = number(trailer + referenceSizeAt, 1);
-        const quint64 objectCount = number(trailer + objectCountAt, 8);
-        const quint64 topObject = number(trailer + topObjectAt, 8);
-        const quint64 table = number(trailer + offsetTableAt, 8);
-        const auto space = static_cast<quint64>(trailer);
-        if (offsetSize < 1 || offsetSize > 8 || referenceSize < 1 || referenceSize > 8 ||
-            table < magic.size() || table > space || objectCount > (space - table) / offsetSize ||
-            topObject >= objectCount)
-            return fail(QStringLiteral("the trailer is invalid"));
-        m_offsetSize = static_cast<qsizetype>(offsetSize);
-        m_referenceSize = static_cast<qsizetype>(referenceSize);
-        m_objectCount = static_cast<std::size_t>(objectCount);
-        m_topObject = topObject;
-        m_objectsEnd = static_cast<qsizetype>(table);
-        return true;
-    }
-
-    /// The bytes left for an object from `position` on.
-    [[nodiscard]] quint64 left(qsizetype position) const
-    {
-        return static_cast<quint64>(m_objectsEnd - position);
-    }
-
-    /// The count of the object whose first byte is at `position`, which then is behind it.
-    bool readCount(qsizetype &position, quint64 &count)
-    {
-        const auto low = static_cast<quint8>(number(position, 1) & 0xfU);
-        ++position;
-        if (low != countFollows) {
-            count = low;
-            return true;
-        }
-        if (left(position) < 1)
-            return fail(QStringLiteral("a count is cut off"));
-        const quint64 marker = number(position, 1);
-        const quint64 size = quint64{1} << (marker & 0xfU);
-        if (marker >> 4U != static_cast<quint64>(Kind::Integer) || size > 8 ||
-            left(position + 1) < size)
-            return fail(QStringLiteral("a count is invalid"));
-        count = number(position + 1, static_cast<qsizetype>(size));
-        position += 1 + static_cast<qsizetype>(size);
-        return true;
-    }
-
-    /// Where the object begins, which is not in the table or behind it.
-    bool findObject(quint64 object, qsizetype &position)
-    {
-        if (object >= m_objectCount)
-            return fail(QStringLiteral("a reference to an object that does not exist"));
-        const quint64 offset =
-            number(m_objectsEnd + static_cast<qsizetype>(object) * m_offsetSize, m_offsetSize);
-        if (offset < magic.size() || offset >= static_cast<quint64>(m_objectsEnd))
-            return fail(QStringLiteral("an object outside the file"));
-        position = static_cast<qsizetype>(offset);
-        return true;
-    }
-
     bool readObject(quint64 object, int depth, QVariant &result)
     {
         qsizetype position = 0;
-        if (!findObject(object, position))
+        if (!m_layout.findObject(object, position, m_error))
             return false;
-        const quint64 marker = number(position, 1);
+        const quint64 marker = m_layout.number(position, 1);
         const auto low = static_cast<quint8>(marker & 0xfU);
         switch (static_cast<Kind>(marker >> 4U)) {
         case Kind::Simple:
@@ -181,19 +106,19 @@ private:
     bool readInteger(qsizetype position, quint8 low, QVariant &result)
     {
         const qsizetype size = qsizetype{1} << low;
-        if (size > 16 || left(position) < static_cast<quint64>(size))
+        if (size > 16 || m_layout.left(position) < static_cast<quint64>(size))
             return fail(QStringLiteral("an integer is invalid"));
         if (size < 8) { // the short ones are unsigned
-            result = static_cast<qlonglong>(number(position, size));
+            result = static_cast<qlonglong>(m_layout.number(position, size));
             return spend(0);
         }
-        const quint64 value = number(position + size - 8, 8);
+        const quint64 value = m_layout.number(position + size - 8, 8);
         const auto asSigned = static_cast<qlonglong>(value);
         if (size == 8) {
             result = asSigned;
             return spend(0);
         }
-        const quint64 high = number(position, 8);
+        const quint64 high = m_layout.number(position, 8);
         if (high == 0 && asSigned < 0)
             result = static_cast<qulonglong>(value);
         else if (high == (asSigned < 0 ? ~quint64{0} : quint64{0}))
@@ -206,9 +131,9 @@ private:
     bool readReal(qsizetype position, quint8 low, QVariant &result)
     {
         const qsizetype size = qsizetype{1} << low;
-        if ((size != 4 && size != 8) || left(position) < static_cast<quint64>(size))
+        if ((size != 4 && size != 8) || m_layout.left(position) < static_cast<quint64>(size))
             return fail(QStringLiteral("a real number is invalid"));
-        const quint64 bits = number(position, size);
+        const quint64 bits = m_layout.number(position, size);
         if (size == 4)
             result = static_cast<double>(std::bit_cast<float>(static_cast<quint32>(bits)));
         else
@@ -218,9 +143,9 @@ private:
 
     bool readDate(qsizetype position, quint8 low, QVariant &result)
     {
-        if (low != 3 || left(position) < 8)
+        if (low != 3 || m_layout.left(position) < 8)
             return fail(QStringLiteral("a date is invalid"));
-        const auto seconds = std::bit_cast<double>(number(position, 8));
+        const auto seconds = std::bit_cast<double>(m_layout.number(position, 8));
         // The comparison is false for what is not a number.
         if (!(seconds >= firstDate && seconds <= lastDate))
             return fail(QStringLiteral("a date is out of range"));
@@ -234,9 +159,9 @@ private:
     bool readSize(qsizetype &position, quint64 unit, qsizetype &size)
     {
         quint64 count = 0;
-        if (!readCount(position, count))
+        if (!m_layout.readCount(position, count, m_error))
             return false;
-        if (count > left(position) / unit)
+        if (count > m_layout.left(position) / unit)
             return fail(QStringLiteral("a text or data is cut off"));
         size = static_cast<qsizetype>(count);
         return true;
@@ -300,11 +225,11 @@ private:
         if (!m_budget.allowsDepth(depth + 1))
             return fail(PropertyListText::tooDeep());
         quint64 count = 0;
-        if (!spend(0) || !readCount(position, count))
+        if (!spend(0) || !m_layout.readCount(position, count, m_error))
             return false;
         const auto entrySize =
-            static_cast<quint64>(kind == Kind::Dictionary ? 2 * m_referenceSize : m_referenceSize);
-        if (count > left(position) / entrySize)
+            static_cast<quint64>(m_layout.referenceSize()) * (kind == Kind::Dictionary ? 2 : 1);
+        if (count > m_layout.left(position) / entrySize)
             return fail(QStringLiteral("a container is cut off"));
         m_onPath[index] = true;
         const auto entries = static_cast<qsizetype>(count);
@@ -321,7 +246,7 @@ private:
 
     bool readReference(qsizetype position, int depth, QVariant &result)
     {
-        return readObject(number(position, m_referenceSize), depth, result);
+        return readObject(m_layout.reference(position), depth, result);
     }
 
     bool readArray(qsizetype position, qsizetype count, int depth, QVariant &result)
@@ -329,7 +254,7 @@ private:
         QVariantList list;
         for (qsizetype i = 0; i < count; ++i) {
             QVariant value;
-            if (!readReference(position + i * m_referenceSize, depth, value))
+            if (!readReference(position + i * m_layout.referenceSize(), depth, value))
                 return false;
             list.append(std::move(value));
         }
@@ -340,9 +265,9 @@ private:
     bool readKey(quint64 object, int depth, QString &key)
     {
         qsizetype position = 0;
-        if (!findObject(object, position))
+        if (!m_layout.findObject(object, position, m_error))
             return false;
-        const auto kind = static_cast<Kind>(number(position, 1) >> 4U);
+        const auto kind = static_cast<Kind>(m_layout.number(position, 1) >> 4U);
         if (kind == Kind::AsciiString || kind == Kind::Utf16String)
             return readText(kind, position, key);
         // What it is instead may be wrong in itself.
@@ -354,15 +279,16 @@ private:
     template<typename Dictionary>
     bool readDictionary(qsizetype position, qsizetype count, int depth, QVariant &result)
     {
-        const qsizetype values = position + count * m_referenceSize;
+        const qsizetype size = m_layout.referenceSize();
+        const qsizetype values = position + count * size;
         Dictionary dictionary;
         if constexpr (std::is_same_v<Dictionary, PropertyListDictionary>)
             dictionary.reserve(std::min(count, mostReserved));
         for (qsizetype i = 0; i < count; ++i) {
             QString key;
             QVariant value;
-            if (!readKey(number(position + i * m_referenceSize, m_referenceSize), depth, key) ||
-                !readReference(values + i * m_referenceSize, depth, value))
+            if (!readKey(m_layout.reference(position + i * size), depth, key) ||
+                !readReference(values + i * size, depth, value))
                 return false;
             dictionary.insert(std::move(key), std::move(value));
         }
@@ -371,14 +297,10 @@ private:
     }
 
     QByteArrayView m_contents;
+    Layout m_layout;
     const PropertyListData *m_viewed = nullptr; ///< null when data is to be copied
     PropertyListBudget m_budget;
     QString m_error;
-    qsizetype m_offsetSize = 0;
-    qsizetype m_referenceSize = 0;
-    std::size_t m_objectCount = 0;
-    quint64 m_topObject = 0;
-    qsizetype m_objectsEnd = 0;
     std::vector<bool> m_onPath; ///< the containers being read, to refuse cycles
 };
 

@@ -1,7 +1,9 @@
 #include "tests/integration/directory/SambaEnvironment.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
 
 #include <utility>
 
@@ -28,6 +30,20 @@ std::shared_ptr<DirectoryNode> makeNode(const DirectorySettings &settings,
             qInfo("log: %s", qPrintable(message));
         },
         limit);
+}
+
+DirectorySettings simpleSettings(const QString &password, const QTemporaryDir &folder)
+{
+    QFile file(folder.filePath(QStringLiteral("password")));
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(password.toUtf8() + '\n');
+    DirectorySettings settings;
+    settings.domain = QStringLiteral("corp.example.test");
+    settings.bind = DirectorySettings::Bind::Simple;
+    settings.bindName = QStringLiteral("CN=John Doe,CN=Users,DC=corp,DC=example,DC=test");
+    settings.bindPasswordFile = file.fileName();
+    settings.tlsAuthorityFile = path(QStringLiteral("private/tls/ca.pem"));
+    return settings;
 }
 
 QString path(const QString &relative)

@@ -8,6 +8,8 @@
 
 #include <memory>
 
+class QTemporaryDir;
+
 /// The controller that with-samba has started, and what tests do to it.
 namespace SambaEnvironment {
 
@@ -18,6 +20,10 @@ namespace SambaEnvironment {
 [[nodiscard]] std::shared_ptr<DirectoryNode>
 makeNode(const DirectorySettings &settings,
          std::chrono::milliseconds limit = DirectoryOperationLimit);
+
+/// A bind of the user jdoe with this password, which is put into `folder`; through TLS.
+[[nodiscard]] DirectorySettings simpleSettings(const QString &password,
+                                               const QTemporaryDir &folder);
 
 /// Below the controller's folder.
 [[nodiscard]] QString path(const QString &relative);

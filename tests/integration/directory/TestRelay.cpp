@@ -1,5 +1,7 @@
 #include "tests/integration/directory/TestRelay.h"
 
+#include "tests/integration/directory/PartialCatalog.h"
+
 #include <algorithm>
 #include <vector>
 
@@ -16,6 +18,8 @@ struct TestRelay::Connection
     int target = -1;
     qint64 fromTarget = 0;
     bool isStalled = false;
+    QByteArray receivedFromClient;
+    QByteArray receivedFromTarget;
 };
 
 namespace {
@@ -32,10 +36,26 @@ sockaddr_in addressOf(const char *address, quint16 port)
 } // namespace
 
 TestRelay::TestRelay(const char *address, quint16 targetPort, qint64 limit, AtLimit atLimit)
-    : m_address(address), m_targetPort(targetPort), m_limit(limit), m_atLimit(atLimit)
+    : m_targetAddress(address), m_targetPort(targetPort), m_limit(limit), m_atLimit(atLimit)
+{
+    listen(address, 0);
+}
+
+TestRelay::TestRelay(const char *address, quint16 port, const char *targetAddress,
+                     quint16 targetPort, const PartialCatalog &catalog)
+    : m_targetAddress(targetAddress)
+    , m_targetPort(targetPort)
+    , m_limit(-1)
+    , m_atLimit(AtLimit::Close)
+    , m_catalog(std::make_unique<PartialCatalog>(catalog))
+{
+    listen(address, port);
+}
+
+void TestRelay::listen(const char *address, quint16 port)
 {
     m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in own = addressOf(address, 0);
+    sockaddr_in own = addressOf(address, port);
     socklen_t size = sizeof own;
     if (::bind(m_listener, reinterpret_cast<sockaddr *>(&own), size) != 0 ||
         ::listen(m_listener, 16) != 0 ||
@@ -77,6 +97,11 @@ bool TestRelay::pass(Connection &connection, bool fromClient)
     }
     if (connection.target < 0)
         return true;
+    if (m_catalog) {
+        (fromClient ? connection.receivedFromClient : connection.receivedFromTarget)
+            .append(buffer, got);
+        return passMessages(connection, fromClient);
+    }
     if (::send(fromClient ? connection.target : connection.client, buffer,
                static_cast<std::size_t>(got), MSG_NOSIGNAL) != got)
         return false;
@@ -87,6 +112,25 @@ bool TestRelay::pass(Connection &connection, bool fromClient)
         return true;
     connection.isStalled = true;
     return m_atLimit == AtLimit::Stall;
+}
+
+bool TestRelay::passMessages(Connection &connection, bool fromClient) const
+{
+    QByteArray &received =
+        fromClient ? connection.receivedFromClient : connection.receivedFromTarget;
+    for (;;) {
+        const std::optional<QByteArray> message = PartialCatalog::takeMessage(received);
+        if (!message)
+            return false;
+        if (message->isEmpty())
+            return true;
+        const std::optional<QByteArray> edited = m_catalog->edited(*message, fromClient);
+        if (!edited)
+            return false;
+        if (::send(fromClient ? connection.target : connection.client, edited->constData(),
+                   static_cast<std::size_t>(edited->size()), MSG_NOSIGNAL) != edited->size())
+            return false;
+    }
 }
 
 void TestRelay::run()
@@ -124,7 +168,7 @@ void TestRelay::run()
             ++m_connections;
             if (m_targetPort != 0) {
                 connection.target = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-                const sockaddr_in target = addressOf(m_address, m_targetPort);
+                const sockaddr_in target = addressOf(m_targetAddress, m_targetPort);
                 if (::connect(connection.target, reinterpret_cast<const sockaddr *>(&target),
                               sizeof target) != 0) {
                     ::close(connection.target);

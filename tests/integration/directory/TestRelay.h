@@ -3,11 +3,14 @@
 #include <QByteArray>
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <thread>
 
-/// A server on a loopback address that passes bytes on to another one, up to a point. Its thread
-/// ends with it.
+class PartialCatalog;
+
+/// A server on a loopback address that passes bytes on to another one, up to a point or as a
+/// partial catalog does. Its thread ends with it.
 class TestRelay
 {
 public:
@@ -18,6 +21,10 @@ public:
     /// Passes on to `targetPort` of the same address until `limit` bytes have come from there over
     /// one connection; a limit below 0 is none. Target port 0: accepts and never answers.
     TestRelay(const char *address, quint16 targetPort, qint64 limit, AtLimit atLimit);
+    /// Listens on `port` of `address`, 0 for any, and passes on what `catalog` makes of it, both
+    /// ways. Closes a connection on which anything is sent but binds and searches that it can read.
+    TestRelay(const char *address, quint16 port, const char *targetAddress, quint16 targetPort,
+              const PartialCatalog &catalog);
     ~TestRelay();
     TestRelay(const TestRelay &) = delete;
     TestRelay &operator=(const TestRelay &) = delete;
@@ -29,13 +36,17 @@ public:
 
 private:
     struct Connection;
+    void listen(const char *address, quint16 port);
     void run();
     [[nodiscard]] bool pass(Connection &connection, bool fromClient);
+    /// Passes on the whole messages among what has been received.
+    [[nodiscard]] bool passMessages(Connection &connection, bool fromClient) const;
 
-    const char *m_address;
+    const char *m_targetAddress;
     quint16 m_targetPort;
     qint64 m_limit;
     AtLimit m_atLimit;
+    std::unique_ptr<const PartialCatalog> m_catalog;
     int m_listener = -1;
     int m_end = -1; ///< readable when the thread is to end
     quint16 m_port = 0;

@@ -11,24 +11,6 @@
 using Code = DirectoryError::Code;
 using namespace DirectoryQuestions;
 
-namespace {
-
-DirectorySettings simpleSettings(const QString &password, QTemporaryDir &folder)
-{
-    QFile file(folder.filePath(QStringLiteral("password")));
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(password.toUtf8() + '\n');
-    DirectorySettings settings;
-    settings.domain = QStringLiteral("corp.example.test");
-    settings.bind = DirectorySettings::Bind::Simple;
-    settings.bindName = QStringLiteral("CN=John Doe,CN=Users,DC=corp,DC=example,DC=test");
-    settings.bindPasswordFile = file.fileName();
-    settings.tlsAuthorityFile = SambaEnvironment::path(QStringLiteral("private/tls/ca.pem"));
-    return settings;
-}
-
-} // namespace
-
 class tst_ActiveDirectory : public QObject
 {
     Q_OBJECT
@@ -163,7 +145,8 @@ private Q_SLOTS:
     {
         QFETCH(DirectorySettings::Tls, tls);
         QTemporaryDir folder;
-        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
         settings.tls = tls;
         const auto node = SambaEnvironment::makeNode(settings);
         QCOMPARE(count(*node, userQuery(QStringLiteral("jdoe"))), 1);
@@ -172,7 +155,7 @@ private Q_SLOTS:
     void aTicketWorksThroughTls()
     {
         QTemporaryDir folder;
-        DirectorySettings settings = simpleSettings(QString(), folder);
+        DirectorySettings settings = SambaEnvironment::simpleSettings(QString(), folder);
         settings.bind = DirectorySettings::Bind::Gssapi;
         settings.tls = DirectorySettings::Tls::StartTls;
         const auto node = SambaEnvironment::makeNode(settings);
@@ -183,7 +166,8 @@ private Q_SLOTS:
     {
         QTemporaryDir folder;
         TestRelay second(Address, 389, -1, TestRelay::AtLimit::Stall);
-        DirectorySettings settings = simpleSettings(QStringLiteral("Wrong-w0rd"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Wrong-w0rd"), folder);
         settings.servers = {{Host, 0}, {Host, second.port()}};
         const auto node = SambaEnvironment::makeNode(settings);
         QCOMPARE(failure(*node, keywordQuery()), Code::AuthenticationRefused);
@@ -194,7 +178,8 @@ private Q_SLOTS:
     void anEmptyPasswordIsNoAnonymousBind()
     {
         QTemporaryDir folder;
-        const auto node = SambaEnvironment::makeNode(simpleSettings(QString(), folder));
+        const auto node =
+            SambaEnvironment::makeNode(SambaEnvironment::simpleSettings(QString(), folder));
         QCOMPARE(failure(*node, keywordQuery()), Code::CredentialsMissing);
     }
 
@@ -202,7 +187,8 @@ private Q_SLOTS:
     {
         QTemporaryDir folder;
         TestRelay relay(Address, 389, -1, TestRelay::AtLimit::Stall);
-        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
         settings.tls = DirectorySettings::Tls::Off;
         settings.servers = {{Host, relay.port()}};
         const auto node = SambaEnvironment::makeNode(settings);
@@ -213,7 +199,8 @@ private Q_SLOTS:
     void aServerThatCannotProveItsNameIsRefused()
     {
         QTemporaryDir folder;
-        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
         settings.servers = {{QString::fromLatin1(Address), 0}};
         for (const auto tls : {DirectorySettings::Tls::StartTls, DirectorySettings::Tls::Ldaps}) {
             settings.tls = tls;
@@ -225,7 +212,8 @@ private Q_SLOTS:
     void anUnknownAuthorityIsRefusedUnlessSetOtherwise()
     {
         QTemporaryDir folder;
-        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
         settings.tlsAuthorityFile.clear();
         const auto strict = SambaEnvironment::makeNode(settings);
         QCOMPARE(failure(*strict, keywordQuery()), Code::ProtectionRefused);
@@ -243,7 +231,8 @@ private Q_SLOTS:
         // Unprotected, so that the relay can read along.
         QTemporaryDir folder;
         TestRelay relay(Address, 3268, -1, TestRelay::AtLimit::Close);
-        DirectorySettings settings = simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
+        DirectorySettings settings =
+            SambaEnvironment::simpleSettings(QStringLiteral("Pass-w0rd-jdoe"), folder);
         settings.tls = DirectorySettings::Tls::Off;
         settings.allowUnprotected = true;
         settings.globalCatalogs = {{Host, relay.port()}};

@@ -1,4 +1,4 @@
-#include "tests/integration/settingsfiles/SettingsFilesScene.h"
+#include "tests/integration/settingsfiles/SettingsFilesTest.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -11,16 +11,10 @@
 #include <unistd.h>
 
 /// Writers in place and readers wait for each other, at most a second.
-class tst_SettingsFilesLocks : public QObject
+class tst_SettingsFilesLocks : public SettingsFilesTest
 {
     Q_OBJECT
 
-    using Code = SettingsFileError::Code;
-
-    Account m_user;
-    int m_descriptors = 0;
-
-    static QString settings() { return SettingsFilesScene::settings(); }
     /// Somebody who holds the file's lock, until he goes.
     class Holder
     {
@@ -40,22 +34,11 @@ class tst_SettingsFilesLocks : public QObject
     };
     static QString locked(const SettingsFilesScene &scene)
     {
-        return QStringLiteral("Another process keeps \"%1\" locked.")
-            .arg(QString::fromLocal8Bit(scene.real(settings())));
+        return QStringLiteral("Another process keeps %1 locked.").arg(quoted(scene, settings()));
     }
     static QByteArray filled(char letter) { return QByteArray(100'000 + letter * 1000, letter); }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QVERIFY2(::geteuid() == 0, "this test makes accounts, so it needs root");
-        QVERIFY2(!qEnvironmentVariableIsEmpty("SS_OWN_ETC"), "to be started by with-own-etc");
-        static_cast<void>(addAccount(QStringLiteral("_securityagent")));
-        m_user = addAccount(QStringLiteral("ssit-user"));
-    }
-    void init() { m_descriptors = openDescriptors(); }
-    void cleanup() { QCOMPARE(openDescriptors(), m_descriptors); }
-
     void aLockThatIsKeptIsWaitedForASecond_data()
     {
         QTest::addColumn<int>("kind");
@@ -74,7 +57,7 @@ private Q_SLOTS:
         const Holder holder(scene, kind);
         QElapsedTimer timer;
         timer.start();
-        const QString answer = as(m_user, [&] {
+        const QString answer = as(user(), [&] {
             return reads ? scene.read(settings()) : scene.writeInPlace(settings(), "new");
         });
         const qint64 elapsed = timer.elapsed();
@@ -106,7 +89,7 @@ private Q_SLOTS:
         QString answer;
         std::thread writer([&] { answer = scene.writeInPlace(settings(), "new"); });
         // Besides the holder's it then has the folder and the file open.
-        const int descriptors = m_descriptors + 2;
+        const int descriptors = descriptorsBefore() + 2;
         const bool opened = QTest::qWaitFor([&] { return openDescriptors() > descriptors; });
         holder.reset();
         writer.join();
@@ -124,7 +107,7 @@ private Q_SLOTS:
         auto holder = std::make_unique<Holder>(scene, LOCK_EX);
         QString answer;
         std::thread writer([&] { answer = scene.writeInPlace(settings(), "in place"); });
-        const int descriptors = m_descriptors + 2;
+        const int descriptors = descriptorsBefore() + 2;
         const bool opened = QTest::qWaitFor([&] { return openDescriptors() > descriptors; });
         const QString replaced = scene.write(settings(), "atomically");
         holder.reset();

@@ -1,4 +1,4 @@
-#include "tests/integration/settingsfiles/SettingsFilesScene.h"
+#include "tests/integration/settingsfiles/SettingsFilesTest.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -11,21 +11,11 @@
 #include <unistd.h>
 
 /// What another user puts in the way, in a folder where he may write, does root no harm.
-class tst_SettingsFilesPlanted : public QObject
+class tst_SettingsFilesPlanted : public SettingsFilesTest
 {
     Q_OBJECT
 
-    using Code = SettingsFileError::Code;
-
-    Account m_user;
-    int m_descriptors = 0;
-
-    static QString settings() { return SettingsFilesScene::settings(); }
     static QString precious() { return QStringLiteral("/Library/precious"); }
-    static QString quoted(const SettingsFilesScene &scene, const QString &path)
-    {
-        return QStringLiteral("\"%1\"").arg(QString::fromLocal8Bit(scene.real(path)));
-    }
     /// Whatever root tries says `refusal`, with this code, at once.
     static void everythingIsRefused(SettingsFilesScene &scene, const QString &refusal, Code code)
     {
@@ -45,7 +35,7 @@ class tst_SettingsFilesPlanted : public QObject
     {
         const QByteArray path = scene.real(settings());
         const QByteArray target = scene.real(precious());
-        const QString made = as(m_user, [&] {
+        const QString made = as(user(), [&] {
             int result = -1;
             if (kind == QLatin1String("link"))
                 result = ::symlink(target.constData(), path.constData());
@@ -63,16 +53,6 @@ class tst_SettingsFilesPlanted : public QObject
     }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QVERIFY2(::geteuid() == 0, "this test makes accounts, so it needs root");
-        QVERIFY2(!qEnvironmentVariableIsEmpty("SS_OWN_ETC"), "to be started by with-own-etc");
-        static_cast<void>(addAccount(QStringLiteral("_securityagent")));
-        m_user = addAccount(QStringLiteral("ssit-user"));
-    }
-    void init() { m_descriptors = openDescriptors(); }
-    void cleanup() { QCOMPARE(openDescriptors(), m_descriptors); }
-
     void whatIsNoFileIsRefusedByItsName_data()
     {
         QTest::addColumn<QString>("name");
@@ -92,7 +72,7 @@ private Q_SLOTS:
         const QString state = scene.state(settings());
         const QString refusal = QStringLiteral("%1 is %2 of user %3, not a file.")
                                     .arg(quoted(scene, settings()), name)
-                                    .arg(m_user.user);
+                                    .arg(user().user);
         everythingIsRefused(scene, refusal, Code::NotPlain);
         if (name != QLatin1String("a folder")) {
             QCOMPARE(scene.set(settings(), SettingsFilesScene::settingsAttributes()), refusal);
@@ -158,34 +138,33 @@ private Q_SLOTS:
         QCOMPARE(::chmod(scene.real(QStringLiteral("/Library/Caches")).constData(), 0777), 0);
         const QByteArray target = scene.real(QStringLiteral("/Library/elsewhere"));
         QCOMPARE(::mkdir(target.constData(), 0755), 0);
-        QCOMPARE(as(m_user,
+        QCOMPARE(as(user(),
                     [&] {
                         return QString::number(
-                            ::symlink(target.constData(),
-                                      scene.real(SettingsFilesScene::folder()).constData()));
+                            ::symlink(target.constData(), scene.real(folder()).constData()));
                     }),
                  QStringLiteral("0"));
         const QString refusal =
             QStringLiteral("On the way to %1, \"ZevrikSelfService\" is a symbolic link of user %2.")
                 .arg(quoted(scene, settings()))
-                .arg(m_user.user);
+                .arg(user().user);
         QCOMPARE(scene.read(settings()), refusal);
         QCOMPARE(scene.write(settings(), "new"), refusal);
         QCOMPARE(scene.writeInPlace(settings(), "new"), refusal);
         QCOMPARE(scene.set(settings(), SettingsFilesScene::settingsAttributes()), refusal);
         QVERIFY(scene.files().exists(settings())); // not to be taken for missing
-        QCOMPARE(scene.set(SettingsFilesScene::folder(), SettingsFilesScene::folderAttributes()),
+        QCOMPARE(scene.set(folder(), SettingsFilesScene::folderAttributes()),
                  QStringLiteral("%1 is a symbolic link of user %2, not a file.")
-                     .arg(quoted(scene, SettingsFilesScene::folder()))
-                     .arg(m_user.user));
-        QCOMPARE(scene.create(SettingsFilesScene::folder()),
+                     .arg(quoted(scene, folder()))
+                     .arg(user().user));
+        QCOMPARE(scene.create(folder()),
                  QStringLiteral("%1 is there already: a symbolic link of user %2.")
-                     .arg(quoted(scene, SettingsFilesScene::folder()))
-                     .arg(m_user.user));
+                     .arg(quoted(scene, folder()))
+                     .arg(user().user));
         QVERIFY(QDir(QFile::decodeName(target)).isEmpty());
         // Whoever made the link may use it himself.
         QCOMPARE(::chmod(target.constData(), 0777), 0);
-        QCOMPARE(as(m_user, [&] { return scene.writeInPlace(settings(), "own"); }),
+        QCOMPARE(as(user(), [&] { return scene.writeInPlace(settings(), "own"); }),
                  QStringLiteral("done"));
     }
 
@@ -203,8 +182,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(QFile::decodeName(scene.real(elsewhere + QStringLiteral("/x")))));
         if (target.startsWith('/'))
             target = scene.real(QString::fromLatin1(target));
-        QCOMPARE(
-            ::symlink(target.constData(), scene.real(SettingsFilesScene::folder()).constData()), 0);
+        QCOMPARE(::symlink(target.constData(), scene.real(folder()).constData()), 0);
         QCOMPARE(scene.write(settings(), "new"), QStringLiteral("done"));
         QCOMPARE(scene.read(settings()), QStringLiteral("read: new"));
         QCOMPARE(scene.contents(elsewhere + QStringLiteral("/com.zevrik.selfservice.plist")),
@@ -214,9 +192,7 @@ private Q_SLOTS:
     void aCircleOfLinksEnds()
     {
         SettingsFilesScene scene;
-        QCOMPARE(
-            ::symlink("ZevrikSelfService", scene.real(SettingsFilesScene::folder()).constData()),
-            0);
+        QCOMPARE(::symlink("ZevrikSelfService", scene.real(folder()).constData()), 0);
         QCOMPARE(scene.read(settings()), QStringLiteral("There is no way to %1: Too many levels of "
                                                         "symbolic links.")
                                              .arg(quoted(scene, settings())));
@@ -225,7 +201,7 @@ private Q_SLOTS:
     void aFileOnTheWayIsNamed()
     {
         SettingsFilesScene scene;
-        scene.makeFile(SettingsFilesScene::folder(), "a file", 0644);
+        scene.makeFile(folder(), "a file", 0644);
         QCOMPARE(scene.write(settings(), "new"),
                  QStringLiteral("On the way to %1, \"ZevrikSelfService\" is a file of user 0.")
                      .arg(quoted(scene, settings())));

@@ -1,4 +1,4 @@
-#include "tests/integration/settingsfiles/SettingsFilesScene.h"
+#include "tests/integration/settingsfiles/SettingsFilesTest.h"
 
 #include "platform/PropertyList.h"
 
@@ -18,15 +18,10 @@
 
 /// Writers that are killed, that meet, and that find no room: the old or the new file is there,
 /// whole, and nothing else is.
-class tst_SettingsFilesWriters : public QObject
+class tst_SettingsFilesWriters : public SettingsFilesTest
 {
     Q_OBJECT
 
-    using Code = SettingsFileError::Code;
-
-    int m_descriptors = 0;
-
-    static QString settings() { return SettingsFilesScene::settings(); }
     static QStringList theFileAlone() { return {QStringLiteral("com.zevrik.selfservice.plist")}; }
 
     /// A cache file full of `letter`. Each letter's has another size, so that one written over
@@ -84,17 +79,12 @@ class tst_SettingsFilesWriters : public QObject
         return ::stat(scene.real(settings()).constData(), &now) == 0 ? now.st_ino : 0;
     }
 
-private Q_SLOTS:
-    void initTestCase()
+    void prepare() override
     {
-        QVERIFY2(::geteuid() == 0, "this test makes accounts, so it needs root");
-        QVERIFY2(!qEnvironmentVariableIsEmpty("SS_OWN_ETC"), "to be started by with-own-etc");
-        static_cast<void>(addAccount(QStringLiteral("_securityagent")));
         QVERIFY(list('a').size() > 60'000 && list('a').size() != list('b').size());
     }
-    void init() { m_descriptors = openDescriptors(); }
-    void cleanup() { QCOMPARE(openDescriptors(), m_descriptors); }
 
+private Q_SLOTS:
     void aKilledWriterLeavesAWholeFileAndNoLitter()
     {
         SettingsFilesScene scene;
@@ -138,9 +128,9 @@ private Q_SLOTS:
                            "0123456789abcdef.tmp"),
             QStringLiteral("com.zevrik.selfservice.plist.0123456789abcdef.tmp")};
         for (const QString &name : others)
-            scene.makeFile(SettingsFilesScene::folder() + u'/' + name, "somebody's");
-        const QString left = SettingsFilesScene::folder() +
-                             QStringLiteral("/.com.zevrik.selfservice.plist.0123456789abcdef.tmp");
+            scene.makeFile(folder() + u'/' + name, "somebody's");
+        const QString left =
+            folder() + QStringLiteral("/.com.zevrik.selfservice.plist.0123456789abcdef.tmp");
         scene.makeFile(left, "half of a fi");
         QCOMPARE(scene.write(settings(), list('a')), QStringLiteral("done"));
         QCOMPARE(scene.state(left), QStringLiteral("nothing"));
@@ -151,8 +141,8 @@ private Q_SLOTS:
     {
         SettingsFilesScene scene;
         scene.makeFolder();
-        const QString own = SettingsFilesScene::folder() +
-                            QStringLiteral("/.com.zevrik.selfservice.plist.0123456789abcdef.tmp");
+        const QString own =
+            folder() + QStringLiteral("/.com.zevrik.selfservice.plist.0123456789abcdef.tmp");
         scene.makeFile(own, "half of a fi");
         const int file = ::open(scene.real(own).constData(), O_RDONLY | O_CLOEXEC);
         QCOMPARE(::flock(file, LOCK_EX), 0);
@@ -285,8 +275,8 @@ private Q_SLOTS:
             settings(), std::as_bytes(std::span(large.constData(), 200'000U)), {0666, {}, {}});
         QVERIFY(!atomic);
         QCOMPARE(atomic.error().code, Code::NoSpace);
-        QCOMPARE(outcome(atomic), QStringLiteral("Cannot write \"%1\": No space left on device.")
-                                      .arg(QString::fromLocal8Bit(scene.real(settings()))));
+        QCOMPARE(outcome(atomic), QStringLiteral("Cannot write %1: No space left on device.")
+                                      .arg(quoted(scene, settings())));
         QCOMPARE(scene.contents(settings()), list('a'));
         QCOMPARE(scene.names(), theFileAlone());
         QCOMPARE(scene.writeInPlace(settings(), large), outcome(atomic));
@@ -320,8 +310,8 @@ private Q_SLOTS:
         SettingsFilesScene scene;
         scene.makeFolder();
         QCOMPARE(scene.write(settings(), list('a')), QStringLiteral("done"));
-        const QString expected = QStringLiteral("Cannot write \"%1\": File too large.")
-                                     .arg(QString::fromLocal8Bit(scene.real(settings())));
+        const QString expected =
+            QStringLiteral("Cannot write %1: File too large.").arg(quoted(scene, settings()));
         const QString answer = as({}, [&] {
             // Without a look before the write, a signal would end the process.
             const rlimit limit{1000, 1000};

@@ -104,15 +104,27 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("publicKey"); // Base64, in the directory
         QTest::addColumn<bool>("byAClick");
+        QTest::addColumn<QByteArray>("settingsFile"); // null: what the directory said before
         QTest::addColumn<bool>("isKept");
-        QTest::newRow("the same public key") << u"cHVibGlj"_s << false << true; // of "public"
-        QTest::newRow("launched by a click") << u"cHVibGlj"_s << true << true;
-        QTest::newRow("another public key") << u"b3RoZXI="_s << false << false;
+        const QString same = u"cHVibGlj"_s; // of "public"
+        QTest::newRow("the same public key") << same << false << QByteArray() << true;
+        QTest::newRow("launched by a click") << same << true << QByteArray() << true;
+        QTest::newRow("another public key") << u"b3RoZXI="_s << false << QByteArray() << false;
+        // What any user of the computer can do to the settings file.
+        QTest::newRow("a torn settings file")
+            << same << false << QByteArray("bplist00\xd1") << true;
+        QTest::newRow("an empty settings file") << same << false << QByteArray("") << true;
+        QTest::newRow("another version of the settings file")
+            << same << false
+            << QByteArray("<plist><dict><key>LoginSettingsVersion</key><integer>2</integer></"
+                          "dict></plist>")
+            << true;
     }
     void rootKeepsTheKeysThatTheDirectoryDoesNotKnow()
     {
         QFETCH(QString, publicKey);
         QFETCH(bool, byAClick);
+        QFETCH(QByteArray, settingsFile);
         QFETCH(bool, isKept);
         Fixture f;
         f.fake.cryptography->backend = std::make_shared<LinuxCryptography>();
@@ -128,6 +140,8 @@ private Q_SLOTS:
                      {u"ConfigurationSet.SessionKey"_s,
                       QVariant::fromValue(PropertyListData{session->data(), session})},
                      {u"ConfigurationSet.CipheredSessionKey"_s, QByteArray("ciphered")}});
+        if (!settingsFile.isNull())
+            f.fake.settingsFiles->addFile(cacheFile, settingsFile);
         if (byAClick)
             f.startWithClick(f.identifier());
         else

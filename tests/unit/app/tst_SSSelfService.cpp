@@ -55,6 +55,7 @@ private Q_SLOTS:
         f.fillDirectory();
         SSSelfService::showSelfService(nullptr);
         QVERIFY(f.fake.alerts->shown.isEmpty());
+        QCOMPARE(f.fake.workspace->opened, QStringList{QString()});
     }
 
     void withoutAPageTheServiceIsDisabled()

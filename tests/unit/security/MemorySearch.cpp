@@ -14,6 +14,7 @@
 
 namespace {
 constexpr std::size_t bufferLength = 1U << 20U;
+constexpr int unreadable = -1;
 constexpr std::size_t hugeLength = std::size_t{1} << 32U; ///< a sanitizer's shadow
 } // namespace
 
@@ -63,7 +64,7 @@ int MemorySearch::countIn(int descriptor, std::size_t begin, std::size_t end,
         const std::size_t chunk = std::min(bufferLength, end - at);
         if (::pread(descriptor, m_buffer, chunk, static_cast<off_t>(at)) !=
             static_cast<ssize_t>(chunk))
-            return found;
+            return unreadable;
         for (std::size_t i = 0; i + length <= chunk; ++i) {
             for (const QByteArray *pattern : byFirst[m_buffer[i]])
                 found += stands(*pattern, m_buffer + i) ? 1 : 0;
@@ -92,13 +93,16 @@ int MemorySearch::count(const QList<QByteArray> &maskedPatterns)
             continue;
         // The search's own buffer may have become one with its neighbours.
         const auto own = reinterpret_cast<std::uintptr_t>(m_buffer);
-        if (begin <= own && own < end) {
-            found += countIn(memory, begin, own, maskedPatterns);
-            found += countIn(memory, own + bufferLength, end, maskedPatterns);
-        } else {
-            found += countIn(memory, begin, end, maskedPatterns);
-        }
+        const bool ownIsWithin = begin <= own && own < end;
+        const int first = countIn(memory, begin, ownIsWithin ? own : end, maskedPatterns);
+        const int second =
+            ownIsWithin ? countIn(memory, own + bufferLength, end, maskedPatterns) : 0;
         ::explicit_bzero(m_buffer, bufferLength);
+        if (first == unreadable || second == unreadable) {
+            found = unreadable;
+            break;
+        }
+        found += first + second;
     }
     ::close(memory);
     return found;

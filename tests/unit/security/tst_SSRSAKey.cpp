@@ -1,7 +1,6 @@
 #include "security/SSPublicKeyCoder.h"
 #include "security/SSRSAKey.h"
-#include "security/SSSecurityHelper.h"
-#include "tests/unit/security/OfflineTestSupport.h"
+#include "tests/unit/security/SecurityHelperTestSupport.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -38,10 +37,6 @@ class tst_SSRSAKey : public QObject
                            .split(QLatin1Char(' ')),
                        QByteArray(reinterpret_cast<const char *>(ciphered.bytes()),
                                   static_cast<qsizetype>(ciphered.length())));
-    }
-    static QStringList error(const char *text)
-    {
-        return {QStringLiteral("[Error]: ") + QString::fromLatin1(text)};
     }
 
 private Q_SLOTS:
