@@ -25,6 +25,7 @@ MENU_ENTRY = f"{PREFIX}/share/applications/com.zevrik.selfservice.desktop"
 LOGIN_ENTRY = "/etc/xdg/autostart/com.zevrik.selfservice.tray.desktop"
 BUS_SERVICE = f"{PREFIX}/share/dbus-1/services/com.zevrik.selfservice.service"
 PAM = "/etc/pam.d/zevrikselfservice"
+SUDOERS = "/etc/sudoers.d/zevrikselfservice"
 TMPFILES = "/usr/lib/tmpfiles.d/zevrikselfservice.conf"
 SYSUSERS = "/usr/lib/sysusers.d/zevrikselfservice.conf"
 ICON = f"{PREFIX}/share/icons/hicolor/scalable/apps/com.zevrik.selfservice.svg"
@@ -34,8 +35,9 @@ BUNDLE_ICON = ("/Library/ZevrikSelfService/Self-Service Password Reset.app/Conte
 DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
 EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
 PROGRAMS = {AGENT, CONTROL}
-DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
-        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/settings-cache.md",
+DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, SUDOERS, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
+        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/disk-encryption.md",
+        f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/settings-cache.md",
         f"{DOCUMENTS}/zevrikselfservicectl.md"}
 
 
@@ -67,7 +69,7 @@ class InstalledFiles(unittest.TestCase):
 
     def test_everybody_may_read_and_only_root_may_write(self):
         for path in PROGRAMS | DATA:
-            mode = 0o755 if path in PROGRAMS else 0o644
+            mode = 0o755 if path in PROGRAMS else 0o440 if path == SUDOERS else 0o644
             self.assertEqual(stat.S_IMODE(self.at(path).lstat().st_mode), mode, path)
 
     def test_the_readme_names_every_file(self):
@@ -108,6 +110,15 @@ class InstalledFiles(unittest.TestCase):
         lines = [line for line in self.at(PAM).read_text().splitlines()
                  if line and not line.startswith("#")]
         self.assertEqual(lines, ["@include common-auth", "@include common-account"])
+
+    def test_the_file_for_sudo_is_valid_and_lets_nobody_do_anything(self):
+        path = self.at(SUDOERS)
+        done = subprocess.run(["visudo", "-c", "-f", path], capture_output=True, text=True)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, f"{path}: parsed OK\n", ""))
+        # sudo passes over names with these
+        self.assertNotRegex(os.path.basename(SUDOERS), r"[.~]")
+        for line in path.read_text().splitlines():
+            self.assertRegex(line, r"^(#|Defaults!/usr/(bin/fdesetup,/usr/)?sbin/diskutil )")
 
     def lines(self, path):
         return [line.split() for line in self.at(path).read_text().splitlines()

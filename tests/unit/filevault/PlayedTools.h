@@ -27,7 +27,8 @@ struct PlayedTools
     bool holdsSecureToken = true;
     bool diskPasswordValid = true;
     bool updates = true;
-    std::optional<QString> failure; ///< what an update prints that fails
+    std::optional<QString> failure;    ///< what an update prints that fails
+    std::function<void()> duringCheck; ///< while a SecureToken is asked for
     std::function<void()> duringUpdate;
 
     /// "token NAME", "disk NAME PASSWORD", "update NAME PASSWORD ADMIN PASSWORD".
@@ -39,6 +40,8 @@ struct PlayedTools
         const QString operation = arguments.value(0);
         if (operation == QLatin1String("-secureTokenStatus")) {
             asked.append(QStringLiteral("token ") + arguments.value(1));
+            if (duringCheck)
+                duringCheck();
             return printed(holdsSecureToken ? "Secure token is ENABLED for user"
                                             : "Secure token is DISABLED for user");
         }

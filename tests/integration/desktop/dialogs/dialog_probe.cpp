@@ -13,13 +13,13 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QElapsedTimer>
+#include <QFile>
 #include <QLabel>
 #include <QScreen>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSocketNotifier>
-#include <QStyleFactory>
+#include <QThread>
 
 #include <unistd.h>
 
@@ -166,6 +166,14 @@ public:
         }
         m_fixture.tools.updates = !m_options.contains(u"failure"_s);
         m_fixture.tools.diskPasswordValid = m_options.value(u"disk"_s) != u"old";
+
+        if (const QString file = m_options.value(u"wait"_s); !file.isEmpty()) {
+            m_fixture.tools.duringCheck = [file] {
+                say(u"checking"_s);
+                while (!QFile::exists(file))
+                    QThread::msleep(10);
+            };
+        }
 
         QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
         QObject::connect(&input, &QSocketNotifier::activated, qApp, [this, &input] {
