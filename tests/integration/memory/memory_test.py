@@ -201,7 +201,9 @@ class Probe:
         environment = {"PATH": "/usr/bin:/bin:/usr/sbin:/sbin", "HOME": str(home), "USER": NAME,
                        "LOGNAME": NAME, "XDG_RUNTIME_DIR": str(home / "runtime"),
                        "DISPLAY": os.environ["DISPLAY"], "LC_ALL": "C.UTF-8",
-                       "QT_QPA_PLATFORM": "xcb"}
+                       "QT_QPA_PLATFORM": "xcb",
+                       # A screen reader is told of the entries, too.
+                       "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
         self.seen = []
         self.process = subprocess.Popen(
             ["dbus-run-session", "--", "/test/probe", NAME, *arguments], user=UID, group=UID,
@@ -273,7 +275,8 @@ def is_held(probe, text):
 
 def paste(probe, text):
     """As from a password manager, another program, which is then over."""
-    owner = subprocess.Popen(["/test/clipboard"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+    owner = subprocess.Popen(["/test/clipboard"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL, text=True,
                              env={**os.environ, "QT_QPA_PLATFORM": "xcb"})
     owner.stdin.write(text + "\n")
     owner.stdin.flush()
