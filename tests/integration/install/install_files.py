@@ -37,7 +37,7 @@ EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
 PROGRAMS = {AGENT, CONTROL}
 DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, SUDOERS, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
         f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/disk-encryption.md",
-        f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/settings-cache.md",
+        f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/passwords.md", f"{DOCUMENTS}/settings-cache.md",
         f"{DOCUMENTS}/zevrikselfservicectl.md"}
 
 

@@ -27,7 +27,7 @@ RUN = 8  # as many characters of a password in a row are too many
 
 # What the tools find out, and what the update ends with.
 CASES = {
-    "success": {"result": 1},
+    "success": {"result": 1, "look": True},
     "failure": {"result": 4, "answer": "failed"},
     "wrong-passwords": {"result": 1, "wrong": True},
     "pasted": {"result": 1, "paste": True},
@@ -201,7 +201,9 @@ class Probe:
         environment = {"PATH": "/usr/bin:/bin:/usr/sbin:/sbin", "HOME": str(home), "USER": NAME,
                        "LOGNAME": NAME, "XDG_RUNTIME_DIR": str(home / "runtime"),
                        "DISPLAY": os.environ["DISPLAY"], "LC_ALL": "C.UTF-8",
-                       "QT_QPA_PLATFORM": "xcb"}
+                       "QT_QPA_PLATFORM": "xcb",
+                       # A screen reader is told of the entries, too.
+                       "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
         self.seen = []
         self.process = subprocess.Popen(
             ["dbus-run-session", "--", "/test/probe", NAME, *arguments], user=UID, group=UID,
@@ -245,56 +247,6 @@ def enter(text):
     assert run("xdotool", "type", "--delay", "8", "--", text).returncode == 0
 
 
-def paste(text):
-    """As from a password manager, another program, which is then over."""
-    owner = subprocess.Popen(["/test/clipboard"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-                             env={**os.environ, "QT_QPA_PLATFORM": "xcb"})
-    owner.stdin.write(text + "\n")
-    owner.stdin.flush()
-    assert owner.stdout.readline().strip() == "offered"
-    keys("ctrl+v", "End")
-    return owner
-
-
-def answer(probe, case, passwords):
-    probe.dialog()
-    enter(ADMIN)
-    keys("Tab")
-    if case.get("wrong"):
-        enter(passwords["wrong"])
-        keys("Return")
-        probe.dialog()
-        keys("Return")
-        probe.back_at(0)
-    owners = []
-    if case.get("paste"):
-        owners.append(paste(passwords["admin"]))
-    else:
-        enter(passwords["admin"])
-    keys("Return")
-    probe.dialog()
-    if case.get("wrong"):
-        enter(passwords["wrong"])
-        keys("Return")
-        probe.dialog()
-        keys("Return")
-        probe.back_at(2)
-    if case.get("paste"):
-        owners.append(paste(passwords["user"]))
-    else:
-        enter(passwords["user"])
-    if case.get("cancel"):
-        keys("Escape")
-        return
-    keys("Return")
-    if case.get("answer"):
-        probe.dialog()
-        keys("Return")
-    for owner in owners:
-        owner.kill()
-        owner.wait()
-
-
 def traces(probe, texts):
     """Which of the texts stand in the process's memory, at least so many characters of them in a row,
     and where."""
@@ -315,6 +267,71 @@ def traces(probe, texts):
             for number, address, mapping in places]
 
 
+def is_held(probe, text):
+    """Whether the whole text is in memory as entries hold it."""
+    found = {trace.split(" at ")[0] for trace in traces(probe, {"it": text}) if "utf-16-le" in trace}
+    return len(found) == len(text) - RUN + 1
+
+
+def paste(probe, text):
+    """As from a password manager, another program, which is then over."""
+    owner = subprocess.Popen(["/test/clipboard"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                             stderr=subprocess.DEVNULL, text=True,
+                             env={**os.environ, "QT_QPA_PLATFORM": "xcb"})
+    owner.stdin.write(text + "\n")
+    owner.stdin.flush()
+    assert owner.stdout.readline().strip() == "offered"
+
+    def pasted():
+        keys("ctrl+a", "ctrl+v")
+        return is_held(probe, text)
+    # The change of owner may reach the process after the keys do: then they are pressed again.
+    until("the pasted password", pasted)
+    return owner
+
+
+def answer(probe, case, passwords):
+    probe.dialog()
+    enter(ADMIN)
+    keys("Tab")
+    if case.get("wrong"):
+        enter(passwords["wrong"])
+        keys("Return")
+        probe.dialog()
+        keys("Return")
+        probe.back_at(0)
+    owners = []
+    if case.get("paste"):
+        owners.append(paste(probe, passwords["admin"]))
+    else:
+        enter(passwords["admin"])
+    if case.get("look"):
+        # While it is there it is found, in pages that other processes and core dumps do not get.
+        until("the password in memory", lambda: is_held(probe, passwords["admin"]))
+    keys("Return")
+    probe.dialog()
+    if case.get("wrong"):
+        enter(passwords["wrong"])
+        keys("Return")
+        probe.dialog()
+        keys("Return")
+        probe.back_at(2)
+    if case.get("paste"):
+        owners.append(paste(probe, passwords["user"]))
+    else:
+        enter(passwords["user"])
+    if case.get("cancel"):
+        keys("Escape")
+        return
+    keys("Return")
+    if case.get("answer"):
+        probe.dialog()
+        keys("Return")
+    for owner in owners:
+        owner.kill()
+        owner.wait()
+
+
 def inside(case):
     passwords = {"admin": new_password(), "user": new_password(), "wrong": new_password()}
     home = make_root(case, passwords)
@@ -333,7 +350,7 @@ def inside(case):
     until("the event loop", lambda: "S (sleeping)" in
           pathlib.Path(f"/proc/{probe.id}/status").read_text())
 
-    # The search finds what is there.
+    # What the process was started with is there and found.
     assert traces(probe, {"the mark": mark}), "the search finds nothing"
     searched = dict(passwords)
     searched.update({name + ", escaped": escaped(text) for name, text in passwords.items()})

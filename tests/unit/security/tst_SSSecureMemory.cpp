@@ -37,7 +37,7 @@ public:
         return {true, true};
     }
     void unprotect(std::span<std::byte> pages) override { unprotectedPages.push_back(pages); }
-    void wipeReleasedMemory() override {}
+    void wipeReleasedMemory() override { ++wipesAsked; }
 
     [[nodiscard]] bool covers(const void *address) const
     {
@@ -50,6 +50,7 @@ public:
 
     std::vector<std::span<std::byte>> protectedPages;
     std::vector<std::span<std::byte>> unprotectedPages;
+    int wipesAsked = 0;
 };
 
 /// The kernel's flags of the mapping that an address lies in.
@@ -174,6 +175,18 @@ private Q_SLOTS:
         // What is left of the chunk that the test before it had.
         QVERIFY(uncovered < 16);
         QVERIFY(protection->unprotectedPages.empty());
+    }
+
+    void releasedMemoryIsWipedOnRequestWhereThePlatformCan()
+    {
+        SSSecureMemory::wipeReleasedMemory();
+        FakePlatform fake;
+        SSSecureMemory::wipeReleasedMemory();
+        const auto protection = std::make_shared<RecordingProtection>();
+        fake.platform.memory = protection;
+        QCOMPARE(protection->wipesAsked, 0);
+        SSSecureMemory::wipeReleasedMemory();
+        QCOMPARE(protection->wipesAsked, 1);
     }
 
     void aLongSecretHasPagesOfItsOwnThatAreGivenBackUnprotected()

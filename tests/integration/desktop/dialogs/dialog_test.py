@@ -84,7 +84,7 @@ def run(*command):
 def screenshot(name, window="root"):
     folder = os.environ.get("SCREENSHOTS")
     if folder:
-        run("import", "-window", window, os.path.join(folder, name + ".png"))
+        run("import", "-window", window, os.path.join(folder, "dialog-" + name + ".png"))
 
 
 def start_display(size="1024x768"):
