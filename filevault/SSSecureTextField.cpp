@@ -110,8 +110,9 @@ void SSSecureTextField::keyPressEvent(QKeyEvent *event)
     if (event->matches(QKeySequence::Paste)) {
         pasteFrom(QClipboard::Clipboard);
         event->accept();
-    } else if (event->matches(QKeySequence::Undo) || event->matches(QKeySequence::Redo)) {
-        event->accept(); // the line edit would empty itself
+    } else if (event->matches(QKeySequence::Undo) || event->matches(QKeySequence::Redo) ||
+               event->matches(QKeySequence::Cut)) {
+        event->accept(); // the line edit would take the text away
     } else if (isTyped(*event)) {
         insertTyped(event->text());
         event->accept();

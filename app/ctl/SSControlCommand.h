@@ -86,6 +86,7 @@ namespace SSControlCommands {
 [[nodiscard]] const SSControlCommand &compare();
 [[nodiscard]] const SSControlCommand &offline();
 [[nodiscard]] const SSControlCommand &key();
+[[nodiscard]] const SSControlCommand &flag();
 
 /// Every command, in the order of the help.
 [[nodiscard]] const std::vector<const SSControlCommand *> &all();

@@ -63,8 +63,6 @@ public:
         if (!put(value, 0))
             return Failure{PropertyListError{m_error}};
         lineBreak(0);
-        m_xml.writeEndElement();
-        lineBreak(0);
         m_xml.writeEndDocument();
         if (m_xml.hasError())
             return Failure{PropertyListError{QStringLiteral("a text cannot be written as XML")}};

@@ -20,6 +20,11 @@ namespace {
 constexpr int iconSide = 64;
 /// How much of the screen a window may take; the rest is for its frame and the panels.
 constexpr double screenShare = 0.9;
+/// How much of it the texts may take before they scroll.
+constexpr double textShare = 0.6;
+constexpr int outerMargin = 16;
+constexpr int rowSpacing = 12;
+constexpr int buttonSpacing = 6;
 constexpr int preferredCharacters = 56;
 constexpr int leastLines = 3;
 
@@ -66,6 +71,7 @@ AlertDialog::AlertDialog()
     , m_grid(new QGridLayout(this))
     , m_buttonRow(new QBoxLayout(QBoxLayout::LeftToRight))
 {
+    m_buttonRow->setSpacing(buttonSpacing);
     setAttribute(Qt::WA_QuitOnClose, false);
     setWindowModality(Qt::ApplicationModal);
     setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
@@ -73,6 +79,9 @@ AlertDialog::AlertDialog()
     m_grid->addWidget(m_icon, 0, 0, 2, 1, Qt::AlignTop);
     m_grid->addWidget(m_text, 0, 1);
     m_grid->addLayout(m_buttonRow, 2, 0, 1, 2);
+    m_grid->setContentsMargins(outerMargin, outerMargin, outerMargin, outerMargin);
+    m_grid->setHorizontalSpacing(outerMargin);
+    m_grid->setVerticalSpacing(rowSpacing);
     m_grid->setColumnStretch(1, 1);
     m_grid->setSizeConstraint(QLayout::SetNoConstraint);
 }
@@ -149,7 +158,7 @@ int AlertDialog::buttonsWidth() const
 {
     int width = 0;
     for (const QPushButton *button : m_buttons)
-        width += button->sizeHint().width() + m_grid->spacing();
+        width += button->sizeHint().width() + m_buttonRow->spacing();
     return width;
 }
 
@@ -183,15 +192,17 @@ void AlertDialog::fit()
     fitButtons(room.width() - margins.left() - margins.right());
     int least = fontMetrics().averageCharWidth() * preferredCharacters;
     least = std::min(least, m_text->unwrappedWidth());
-    if (m_view)
-        least = std::max(least, m_view->sizeHint().width());
+    if (m_view) {
+        m_viewSize = m_view->sizeHint();
+        least = std::max(least, m_viewSize.width());
+    }
     if (m_buttonRow->direction() == QBoxLayout::LeftToRight)
         least = std::max(least, buttonsWidth() + margins.left() + margins.right() - besides);
     const int width = std::min(std::max(least, m_text->wordWidth()), widthLimit);
     if (m_view)
         m_view->setMaximumWidth(std::min(m_view->maximumWidth(), widthLimit));
 
-    m_text->fit(width, QWIDGETSIZE_MAX);
+    m_text->fit(width, static_cast<int>(room.height() * textShare));
     m_grid->invalidate();
     const int overflow = m_grid->totalSizeHint().height() - room.height();
     if (overflow > 0) {
@@ -234,8 +245,12 @@ bool AlertDialog::event(QEvent *event)
     case QEvent::FontChange:
     case QEvent::StyleChange:
     case QEvent::LayoutDirectionChange:
-    case QEvent::LayoutRequest:
         if (isVisible())
+            fit();
+        break;
+    case QEvent::LayoutRequest:
+        // Fitting asks for one itself: only a view with new wishes is a reason to start again.
+        if (isVisible() && m_view && m_view->sizeHint() != m_viewSize)
             fit();
         break;
     default:

@@ -71,5 +71,6 @@ private:
     QPointer<QWidget> m_view;
     QPointer<QWidget> m_firstResponder;
     std::optional<qsizetype> m_escapeButton;
+    QSize m_viewSize; ///< that it asked for when all was fitted last
     bool m_fitting = false;
 };

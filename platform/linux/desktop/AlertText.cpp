@@ -8,6 +8,9 @@
 
 namespace {
 
+/// Between the texts and the bar beside them.
+constexpr int barGap = 8;
+
 QLabel *makeLabel(QWidget *parent)
 {
     auto *label = new QLabel(parent);
@@ -81,28 +84,26 @@ int AlertText::lineHeight() const
     return m_message->fontMetrics().lineSpacing();
 }
 
-int AlertText::contentHeight(int width) const
-{
-    return m_content->layout()->totalHeightForWidth(width);
-}
-
 void AlertText::fit(int width, int heightLimit)
 {
+    QLayout &column = *m_content->layout();
+    column.setContentsMargins(0, 0, 0, 0);
     // Without a text there is no height for a width.
-    int height = std::max(0, contentHeight(width));
+    int height = std::max(0, column.totalHeightForWidth(width));
     int barWidth = 0;
+    bool scrolls = wordWidth() > width;
+    if (scrolls)
+        height += horizontalScrollBar()->sizeHint().height();
     if (height > heightLimit) {
+        scrolls = true;
         height = heightLimit;
-        barWidth = verticalScrollBar()->sizeHint().width();
+        barWidth = verticalScrollBar()->sizeHint().width() + barGap;
+        if (isRightToLeft())
+            column.setContentsMargins(barGap, 0, 0, 0);
+        else
+            column.setContentsMargins(0, 0, barGap, 0);
     }
-    if (wordWidth() > width)
-        height = std::min(height + horizontalScrollBar()->sizeHint().height(), heightLimit);
     m_size = QSize(width + barWidth, height);
     setFixedSize(m_size);
-    setFocusPolicy(scrolls() ? Qt::TabFocus : Qt::NoFocus);
-}
-
-bool AlertText::scrolls() const
-{
-    return m_size.height() < contentHeight(m_size.width()) || wordWidth() > m_size.width();
+    setFocusPolicy(scrolls ? Qt::TabFocus : Qt::NoFocus);
 }

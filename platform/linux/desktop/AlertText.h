@@ -21,14 +21,11 @@ public:
     /// The width of the longest word, which cannot be wrapped.
     [[nodiscard]] int wordWidth() const;
     [[nodiscard]] int lineHeight() const;
-    [[nodiscard]] bool scrolls() const;
 
     [[nodiscard]] QSize sizeHint() const override { return m_size; }
     [[nodiscard]] QSize minimumSizeHint() const override { return m_size; }
 
 private:
-    [[nodiscard]] int contentHeight(int width) const;
-
     QWidget *m_content;
     QLabel *m_message;
     QLabel *m_informative;

@@ -166,7 +166,7 @@ void LinuxChildProcess::takeOutput()
 {
     // More than a pipe can hold is a process that prints on and on; others want a turn as well.
     constexpr int turns = 64;
-    std::array<std::byte, 16384> part;
+    std::array<std::byte, 16384> part{};
     for (int turn = 0; turn < turns && m_output.isOpen(); ++turn) {
         const ssize_t count = ::read(m_output.number(), part.data(), part.size());
         if (count > 0) {

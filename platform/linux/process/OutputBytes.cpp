@@ -32,6 +32,7 @@ ChildProcessOutput OutputBytes::take()
 
 void OutputBytes::clear()
 {
-    explicit_bzero(m_bytes.data(), m_bytes.size());
+    if (!m_bytes.empty())
+        explicit_bzero(m_bytes.data(), m_bytes.size());
     m_bytes = {};
 }

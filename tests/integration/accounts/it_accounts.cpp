@@ -340,6 +340,39 @@ private Q_SLOTS:
         QVERIFY(!identity.isMember({QStringLiteral("ssit-alice"), bobId}, admin[0]));
     }
 
+    void anAccountByItsNumber()
+    {
+        LinuxIdentityService identity;
+        const auto found = identity.accountWithId(domainUserId);
+        QVERIFY(found.ok() && found.value());
+        QCOMPARE(found.value()->name, QStringLiteral("jdoe@corp.example.test"));
+        QCOMPARE(found.value()->userId, domainUserId);
+        QFile passwd(QStringLiteral("/etc/passwd"));
+        QVERIFY(passwd.open(QIODevice::Append));
+        passwd.write("ssit-adrift:x:7400:7401::nowhere:/bin/sh\n"
+                     "ssit-homed:x:7402:7401::/srv/h\xc3\xb6me:/bin/sh\n");
+        passwd.close();
+        const auto homed = identity.accountWithId(7402).value();
+        QVERIFY(homed);
+        QCOMPARE(homed->groupId, 7401U);
+        QCOMPARE(homed->homeFolder, QStringLiteral("/srv/h\u00f6me"));
+        QCOMPARE(identity.accountWithId(7400).value()->homeFolder, QString());
+        const auto nobody = identity.accountWithId(7998);
+        QVERIFY(nobody.ok() && !nobody.value());
+    }
+
+    void theGroupsOfAnAccount()
+    {
+        LinuxIdentityService identity(
+            {QStringLiteral("ssit-absent"), QStringLiteral("ssit-admins")});
+        const auto admins = identity.groupsWithName(QStringLiteral("admin")).value().value(0);
+        const auto alice = identity.accountWithId(aliceId).value();
+        QVERIFY(alice);
+        QList<quint32> groups = identity.groupsOf(*alice);
+        QVERIFY(groups.removeOne(alice->groupId));
+        QCOMPARE(groups, QList<quint32>{admins.id});
+    }
+
     void aNameOfDigitsIsANameAndNoNumber()
     {
         LinuxIdentityService identity;

@@ -27,7 +27,8 @@ struct PlayedTools
     bool holdsSecureToken = true;
     bool diskPasswordValid = true;
     bool updates = true;
-    std::optional<QString> failure; ///< what an update prints that fails
+    std::optional<QString> failure;    ///< what an update prints that fails
+    std::function<void()> duringCheck; ///< while a SecureToken is asked for
     std::function<void()> duringUpdate;
 
     /// "token NAME", "disk NAME PASSWORD", "update NAME PASSWORD ADMIN PASSWORD".
@@ -39,8 +40,10 @@ struct PlayedTools
         const QString operation = arguments.value(0);
         if (operation == QLatin1String("-secureTokenStatus")) {
             asked.append(QStringLiteral("token ") + arguments.value(1));
-            return {.output = holdsSecureToken ? "Secure token is ENABLED for user"
-                                               : "Secure token is DISABLED for user"};
+            if (duringCheck)
+                duringCheck();
+            return printed(holdsSecureToken ? "Secure token is ENABLED for user"
+                                            : "Secure token is DISABLED for user");
         }
         if (operation == QLatin1String("-secureTokenOn")) {
             asked.append(QStringLiteral("update %1 %2 %3 %4")
@@ -48,7 +51,7 @@ struct PlayedTools
                                   arguments.value(7)));
             if (duringUpdate)
                 duringUpdate();
-            return {.output = updates ? "- Done!" : failure.value_or(QString()).toUtf8()};
+            return printed(updates ? "- Done!" : failure.value_or(QString()).toUtf8());
         }
         static const QRegularExpression check(QStringLiteral(
             R"(spawn su - -f (\S+) -c "sudo /usr/sbin/diskutil .*-passphrase \\"(.*?)\\"";)"));
@@ -56,6 +59,14 @@ struct PlayedTools
         asked.append(found.hasMatch()
                          ? QStringLiteral("disk %1 %2").arg(found.captured(1), found.captured(2))
                          : run.executable);
-        return {.output = diskPasswordValid ? "\r\nPassphrase valid.\r\n" : "\r\nNo.\r\n"};
+        return printed(diskPasswordValid ? "\r\nPassphrase valid.\r\n" : "\r\nNo.\r\n");
+    }
+
+private:
+    [[nodiscard]] static FakeChildProcesses::Answer printed(const QByteArray &output)
+    {
+        FakeChildProcesses::Answer answer;
+        answer.output = output;
+        return answer;
     }
 };

@@ -241,6 +241,7 @@ private Q_SLOTS:
         QTest::keySequence(&field, QKeySequence::Copy);
         field.copy();
         QTest::keySequence(&field, QKeySequence::Cut);
+        QCOMPARE(text(field), u"s3cret"_s);
         field.cut();
         QCOMPARE(QGuiApplication::clipboard()->text(), u"before"_s);
         QVERIFY(!field.dragEnabled());

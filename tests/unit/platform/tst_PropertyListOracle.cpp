@@ -209,6 +209,31 @@ private Q_SLOTS:
                           QFile::encodeName(file.fileName()) + "' 2>&1"),
                  QByteArray("3000\n"));
     }
+
+    void plistlibReadsTheXmlThatIsWritten()
+    {
+        const QJsonArray lists = generated(1500);
+        QCOMPARE(lists.size(), 1500);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        for (const QJsonValue &entry : lists) {
+            const QJsonObject expected = entry[QLatin1String("value")].toObject();
+            const auto xml = writeXmlPropertyList(valueOf(expected));
+            QVERIFY2(xml.ok(), xml.ok() ? "" : qUtf8Printable(xml.error().text));
+            const QByteArray bytes(reinterpret_cast<const char *>(xml.value().data()),
+                                   static_cast<qsizetype>(xml.value().size()));
+            const PropertyListResult again = readXmlPropertyList(bytes);
+            QVERIFY2(again.ok(), again.ok() ? "" : qUtf8Printable(again.error().text));
+            const QString found = difference(again.value(), expected);
+            QVERIFY2(found.isEmpty(), qUtf8Printable(found));
+            file.write(bytes.toBase64() + '\n');
+        }
+        file.close();
+        const QString script = QFINDTESTDATA("check_xml_property_lists.py");
+        QCOMPARE(outputOf("python3 '" + QFile::encodeName(script) + "' 1500 '" +
+                          QFile::encodeName(file.fileName()) + "' 2>&1"),
+                 QByteArray("1500\n"));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_PropertyListOracle)
