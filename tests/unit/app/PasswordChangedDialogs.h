@@ -4,8 +4,10 @@
 #include "tests/unit/app/PasswordChangedFixture.h"
 
 #include <QLineEdit>
+#include <QMetaType>
 #include <QWidget>
 
+#include <functional>
 #include <stdexcept>
 
 /// The user at the dialogs of the update, with an administrator at hand. Needs a QApplication.
@@ -63,6 +65,14 @@ public:
         return [tag](FakeAlertWindow &window) { window.press(tag); };
     }
 
+    /// Up to the alert that says that the tool has refused.
+    void answerUpToTheFailureAlert()
+    {
+        grantAnswer = "No such luck";
+        answerWith(enterAdministrator);
+        answerWith(enterPassword);
+    }
+
     /// How often a SecureToken was asked for.
     [[nodiscard]] qsizetype grants() const
     {
@@ -90,3 +100,10 @@ private:
             entries.at(i)->setText(texts.at(i));
     }
 };
+
+/// What the user, or somebody else, does from the click on; one answer for each dialog.
+struct PasswordChangedScenario
+{
+    std::function<void(PasswordChangedDialogs &)> script;
+};
+Q_DECLARE_METATYPE(PasswordChangedScenario)

@@ -1,4 +1,3 @@
-#include "app/SSEnrollAppDelegate.h"
 #include "tests/unit/app/PasswordChangedDialogs.h"
 
 #include <QRegularExpression>
@@ -7,14 +6,9 @@
 using namespace Qt::Literals::StringLiterals;
 
 using Dialogs = PasswordChangedDialogs;
+using Scenario = PasswordChangedScenario;
 
 namespace {
-
-/// What the user, or somebody else, does from the click on; one answer for each dialog.
-struct Scenario
-{
-    std::function<void(Dialogs &)> script;
-};
 
 QStringList scopeOf(const QString &operation, const QStringList &inner = {})
 {
@@ -24,35 +18,22 @@ QStringList scopeOf(const QString &operation, const QStringList &inner = {})
 
 } // namespace
 
-Q_DECLARE_METATYPE(Scenario)
-
-/// The update that a click starts: its results, and what may happen while its dialogs are open.
+/// The update that a click starts, and what its results lead to.
 class tst_SSEnrollPasswordChangedUpdate : public QObject
 {
     Q_OBJECT
-
-    static void toTheFailureAlert(Dialogs &f)
-    {
-        f.grantAnswer = "No such luck";
-        f.answerWith(Dialogs::enterAdministrator);
-        f.answerWith(Dialogs::enterPassword);
-    }
 
 private Q_SLOTS:
     void results_data()
     {
         QTest::addColumn<Scenario>("scenario");
-        QTest::addColumn<bool>("flag");
-        QTest::addColumn<bool>("notification");
-        QTest::addColumn<quint64>("stage");
+        QTest::addColumn<bool>("goesOn");
         QTest::addColumn<qsizetype>("grants");
         QTest::addColumn<QStringList>("errors");
 
         const auto row = [](const char *name, std::function<void(Dialogs &)> script, bool goesOn,
                             qsizetype grants, const QStringList &errors = {}) {
-            QTest::newRow(name) << Scenario{std::move(script)} << goesOn << goesOn
-                                << (goesOn ? SSStage::Reminding : SSStage::Done) << grants
-                                << errors;
+            QTest::newRow(name) << Scenario{std::move(script)} << goesOn << grants << errors;
         };
         const QString invalid = u"[Error]: Invalid secureToken status: 4"_s;
 
@@ -99,7 +80,7 @@ private Q_SLOTS:
             true, 0);
         row("4, refused by the tool",
             [](Dialogs &f) {
-                toTheFailureAlert(f);
+                f.answerUpToTheFailureAlert();
                 f.answerWith(Dialogs::press(ModalResponse::FirstButton));
             },
             false, 1, {u"[Error]: Unable update secure token for user: jdoe"_s, invalid});
@@ -108,38 +89,39 @@ private Q_SLOTS:
                 f.answerWith([&f](FakeAlertWindow &) { f.fake.alerts->stopModal(77); });
             },
             false, 0, {invalid});
-        row("4, no user name", [](Dialogs &f) { f.fake.identity->name.clear(); }, false, 0,
-            {u"[Error]: updateSecureToken. user name is empty."_s, invalid});
     }
     void results()
     {
         QFETCH(Scenario, scenario);
-        QFETCH(bool, flag);
-        QFETCH(bool, notification);
-        QFETCH(quint64, stage);
+        QFETCH(bool, goesOn);
         QFETCH(qsizetype, grants);
         QFETCH(QStringList, errors);
         Dialogs f;
         f.startAndPrompt();
-        const QString name = f.fake.identity->name;
         scenario.script(f);
-        // A nameless user's flag is still jdoe's.
-        if (f.fake.identity->name.isEmpty()) {
-            f.click();
-            f.fake.identity->name = name;
-            QVERIFY(f.errors().size() >= 2);
-            QCOMPARE(f.errors().first(2), errors);
-        } else {
-            f.click();
-            QCOMPARE(f.errors(), errors);
-            QCOMPARE(f.flag(), flag);
-        }
-        QCOMPARE(f.promptsShown(), notification ? 1 : 0);
-        QCOMPARE(f.enroll->stagePasswordChanged(), stage);
+        f.click();
+        QCOMPARE(f.errors(), errors);
+        QCOMPARE(f.flag(), goesOn);
+        QCOMPARE(f.promptsShown(), goesOn ? 1 : 0);
+        QCOMPARE(f.enroll->stagePasswordChanged(), goesOn ? SSStage::Reminding : SSStage::Done);
         QCOMPARE(f.grants(), grants);
         QVERIFY(f.fake.alerts->answers.isEmpty());
-        QCOMPARE(f.terminated(), stage == SSStage::Done);
-        QCOMPARE(f.fake.runLoop->armedIntervals().contains(1200.0), stage == SSStage::Reminding);
+        QCOMPARE(f.terminated(), !goesOn);
+        QCOMPARE(f.fake.runLoop->armedIntervals().contains(1200.0), goesOn);
+    }
+
+    void anUpdateForNobodyFails()
+    {
+        Dialogs f;
+        f.startAndPrompt();
+        f.fake.identity->name.clear();
+        f.click();
+        QVERIFY(f.fake.alerts->windowsRun.isEmpty());
+        QCOMPARE(f.errors().first(2),
+                 (QStringList{u"[Error]: updateSecureToken. user name is empty."_s,
+                              u"[Error]: Invalid secureToken status: 4"_s}));
+        QCOMPARE(f.promptsShown(), 0);
+        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Done);
     }
 
     void withoutSecureTokenTheUserIsAddedToFileVaultAnew()
@@ -193,206 +175,6 @@ private Q_SLOTS:
         QCOMPARE(f.promptsEverShown(), 2);
     }
 
-    void aSecondClickWhileADialogIsOpenDoesNothing()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &window) {
-            f.click();
-            QCOMPARE(f.fake.alerts->windowsRun, QStringList{Dialogs::adminDialog()});
-            QVERIFY(f.fake.alerts->broughtToFront.isEmpty());
-            QCOMPARE(f.promptsShown(), 1);
-            window.press(Dialogs::cancelTag);
-        });
-        f.click();
-        QCOMPARE(f.fake.alerts->windowsRun, QStringList{Dialogs::adminDialog()});
-        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Reminding);
-        QVERIFY(f.flag());
-    }
-
-    void laterWhileADialogIsOpenTakesItDown()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &) {
-            f.fake.log->clear();
-            f.click(f.laterIdentifier());
-        });
-        f.click();
-        QVERIFY(f.fake.alerts->answers.isEmpty());
-        QCOMPARE(f.promptsShown(), 0);
-        QVERIFY(f.flag());
-        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Reminding);
-        QCOMPARE(f.errors(), QStringList());
-        QVERIFY(!f.terminated());
-        // It may be started again.
-        f.fake.runLoop->advance(1200);
-        QCOMPARE(f.promptsShown(), 1);
-        f.answerWith(Dialogs::press(Dialogs::cancelTag));
-        f.click();
-        QCOMPARE(f.fake.alerts->windowsRun.size(), 2);
-    }
-
-    void laterWhileTheSecondDialogIsOpenTakesItDown()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith(Dialogs::enterAdministrator);
-        f.answerWith([&f](FakeAlertWindow &) { f.click(f.laterIdentifier()); });
-        f.click();
-        QCOMPARE(f.fake.alerts->windowsRun,
-                 (QStringList{Dialogs::adminDialog(), Dialogs::passwordDialog()}));
-        QVERIFY(f.flag());
-        QCOMPARE(f.grants(), 0);
-        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Reminding);
-    }
-
-    void skipWhileADialogIsOpenTakesItDownAndEndsTheFlow()
-    {
-        Dialogs f;
-        f.set(u"EnrollSysNotification.Enabled", u"1"_s); // so that the process goes on
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &) { f.click(f.skipIdentifier()); });
-        f.click();
-        QCOMPARE(f.promptsShown(), 0);
-        QVERIFY(!f.flag());
-        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Done);
-        QCOMPARE(f.errors(), QStringList());
-        QVERIFY(!f.terminated());
-    }
-
-    void aReminderWhileADialogIsOpenShowsThePromptAnew()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &window) {
-            f.fake.runLoop->advance(1200);
-            QCOMPARE(f.promptsEverShown(), 2);
-            QCOMPARE(f.promptsShown(), 1);
-            window.press(Dialogs::cancelTag);
-        });
-        f.click();
-        QCOMPARE(f.fake.alerts->windowsRun.size(), 1);
-        QCOMPARE(f.promptsShown(), 1);
-    }
-
-    void thePromptThatTheUserRemovesStopsNoUpdate()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &window) {
-            f.dismiss();
-            f.fake.runLoop->advance(60); // the watchdog
-            Dialogs::enterAdministrator(window);
-        });
-        f.answerWith(Dialogs::enterPassword);
-        f.click();
-        QCOMPARE(f.grants(), 1);
-        QVERIFY(!f.flag());
-        QVERIFY(f.terminated());
-    }
-
-    void promptedOnceAndRemovedTheWatchdogTakesTheDialogDown()
-    {
-        // Nothing is left to do and nothing to be seen in the notification centre.
-        Dialogs f;
-        f.set(u"FileVaultSyncPrompt.RemindLaterIntervalMins", u"0"_s);
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &) {
-            f.fake.runLoop->advance(60);
-            QVERIFY(!f.terminated());
-            f.dismiss();
-            f.fake.runLoop->advance(60);
-            QVERIFY(f.terminated());
-        });
-        f.click();
-        QVERIFY(f.flag());
-        QCOMPARE(f.grants(), 0);
-    }
-
-    void terminateTakesDownWhateverIsOpen_data()
-    {
-        QTest::addColumn<Scenario>("scenario");
-        QTest::addColumn<bool>("flag");
-        QTest::addColumn<QStringList>("errors");
-
-        QTest::newRow("the administrator's dialog") << Scenario{[](Dialogs &f) {
-            f.answerWith([&f](FakeAlertWindow &) { f.enroll->terminate(); });
-        }} << true << QStringList();
-        QTest::newRow("its error alert") << Scenario{[](Dialogs &f) {
-            f.answerWith(Dialogs::enterWrongAdministrator);
-            f.answerWith([&f](FakeAlertWindow &) { f.enroll->terminate(); });
-        }} << true << QStringList();
-        QTest::newRow("the password dialog") << Scenario{[](Dialogs &f) {
-            f.answerWith(Dialogs::enterAdministrator);
-            f.answerWith([&f](FakeAlertWindow &) { f.enroll->terminate(); });
-        }} << true << QStringList();
-        QTest::newRow("the failure alert")
-            << Scenario{[](Dialogs &f) {
-                   toTheFailureAlert(f);
-                   f.answerWith([&f](FakeAlertWindow &) { f.enroll->terminate(); });
-               }}
-            << false
-            << QStringList{u"[Error]: Unable update secure token for user: jdoe"_s,
-                           u"[Error]: Invalid secureToken status: 4"_s};
-    }
-    void terminateTakesDownWhateverIsOpen()
-    {
-        QFETCH(Scenario, scenario);
-        QFETCH(bool, flag);
-        QFETCH(QStringList, errors);
-        Dialogs f;
-        f.startAndPrompt();
-        scenario.script(f);
-        f.click();
-        QVERIFY(f.fake.alerts->answers.isEmpty());
-        QCOMPARE(f.flag(), flag);
-        QCOMPARE(f.errors(), errors);
-        QCOMPARE(f.promptsShown(), 0);
-        QCOMPARE(f.enroll->stagePasswordChanged(), SSStage::Done);
-        QVERIFY(f.fake.runLoop->armedIntervals().isEmpty());
-        QVERIFY(!f.enroll->loginSettings());
-    }
-
-    void theUpdateOutlivesItsController_data()
-    {
-        QTest::addColumn<bool>("inTheFailureAlert");
-        QTest::newRow("in a dialog") << false;
-        QTest::newRow("in the failure alert") << true;
-    }
-    void theUpdateOutlivesItsController()
-    {
-        QFETCH(bool, inTheFailureAlert);
-        Dialogs f;
-        f.startAndPrompt();
-        const std::weak_ptr<SSEnroll> watched = f.enroll;
-        // As the delegate does when the application terminates.
-        const auto end = [&f](FakeAlertWindow &window) {
-            f.enroll->terminate();
-            f.enroll.reset();
-            QVERIFY(!window.messageText.isEmpty()); // the window is still there
-        };
-        if (inTheFailureAlert)
-            toTheFailureAlert(f);
-        f.answerWith(end);
-        f.click();
-        QVERIFY(watched.expired());
-        QVERIFY(f.fake.runLoop->armedIntervals().isEmpty());
-    }
-
-    void aClickThatComesWhileTheControllerEndsOpensNothing()
-    {
-        Dialogs f;
-        f.startAndPrompt();
-        f.answerWith([&f](FakeAlertWindow &) {
-            f.enroll->terminate();
-            f.click();
-        });
-        f.click();
-        QCOMPARE(f.fake.alerts->windowsRun, QStringList{Dialogs::adminDialog()});
-        QVERIFY(f.flag());
-    }
-
     void aClickThatLaunchesTheProcessRunsTheUpdate()
     {
         Dialogs f;
@@ -423,26 +205,6 @@ private Q_SLOTS:
         QCOMPARE(f.fake.runLoop->armedIntervals(), QList<double>{60.0});
     }
 
-    void terminationReachesADialogOfTheClickThatLaunchedTheProcess()
-    {
-        Dialogs f;
-        f.fillDirectory();
-        const auto delegate = SSEnrollAppDelegate::initWithShowExtras(false);
-        LaunchNotice notice;
-        notice.userNotification.emplace().identifier = f.promptIdentifier();
-        f.fake.notificationCenter->delivered = {*notice.userNotification};
-        f.answerWith([&](FakeAlertWindow &) {
-            QVERIFY(delegate->enroll());
-            delegate->applicationWillTerminate();
-        });
-        delegate->applicationDidFinishLaunching(notice);
-        QVERIFY(f.fake.alerts->answers.isEmpty());
-        QVERIFY(!delegate->enroll());
-        QCOMPARE(f.promptsShown(), 0);
-        QVERIFY(f.flag());
-        QCOMPARE(f.errors(), QStringList());
-    }
-
     void theLogOfASkippedUpdate()
     {
         Dialogs f;
@@ -469,7 +231,7 @@ private Q_SLOTS:
         Dialogs f;
         f.set(u"EnrollSysNotification.Enabled", u"1"_s);
         f.startAndPrompt();
-        toTheFailureAlert(f);
+        f.answerUpToTheFailureAlert();
         f.answerWith(Dialogs::press(ModalResponse::FirstButton));
         f.fake.log->clear();
         f.click();
