@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/integration/web/ChildProcess.h"
+#include "tests/integration/web/ServerProcess.h"
 
 #include <QString>
 #include <QTemporaryDir>
@@ -26,7 +26,7 @@ public:
 private:
     WebServers() = default;
     QTemporaryDir m_folder;
-    ChildProcess m_process;
+    ServerProcess m_process;
     int m_plainPort = 0;
     int m_tlsPort = 0;
     int m_freePort = 0;

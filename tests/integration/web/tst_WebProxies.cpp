@@ -53,7 +53,7 @@ public:
     }
 
 private:
-    ChildProcess m_process;
+    ServerProcess m_process;
     QString m_log;
 };
 

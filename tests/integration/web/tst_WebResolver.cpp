@@ -1,4 +1,4 @@
-#include "tests/integration/web/ChildProcess.h"
+#include "tests/integration/web/ServerProcess.h"
 #include "tests/integration/web/WebFixture.h"
 
 #include <QCoreApplication>
@@ -106,7 +106,7 @@ private Q_SLOTS:
 
     void aLookupThatHangsHoldsUpNoEnd()
     {
-        ChildProcess program;
+        ServerProcess program;
         QVERIFY(program.start(
             {QCoreApplication::applicationFilePath(), QStringLiteral("--end-while-hanging")}));
         QCOMPARE(program.readLine(), std::optional(QByteArray("hangs\n")));

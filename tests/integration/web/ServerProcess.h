@@ -9,14 +9,14 @@
 
 /// A program beside the test, gone with this object. Started by posix_spawn: the clone call that
 /// QProcess makes ends a program that is built with Clang's thread sanitizer.
-class ChildProcess
+class ServerProcess
 {
 public:
-    ChildProcess() = default;
+    ServerProcess() = default;
     /// Closes its standard input, and kills it when it does not end by that.
-    ~ChildProcess();
-    ChildProcess(const ChildProcess &) = delete;
-    ChildProcess &operator=(const ChildProcess &) = delete;
+    ~ServerProcess();
+    ServerProcess(const ServerProcess &) = delete;
+    ServerProcess &operator=(const ServerProcess &) = delete;
 
     [[nodiscard]] bool start(const QStringList &command);
     /// The first line of its output; none when it ends or is silent for too long.

@@ -1,4 +1,4 @@
-#include "tests/integration/web/ChildProcess.h"
+#include "tests/integration/web/ServerProcess.h"
 
 #include <QElapsedTimer>
 
@@ -14,7 +14,7 @@
 
 extern char **environ;
 
-bool ChildProcess::start(const QStringList &command)
+bool ServerProcess::start(const QStringList &command)
 {
     std::array<int, 2> input{};
     std::array<int, 2> output{};
@@ -45,7 +45,7 @@ bool ChildProcess::start(const QStringList &command)
     return started;
 }
 
-std::optional<QByteArray> ChildProcess::readLine()
+std::optional<QByteArray> ServerProcess::readLine()
 {
     QByteArray line;
     while (!line.endsWith('\n')) {
@@ -58,13 +58,13 @@ std::optional<QByteArray> ChildProcess::readLine()
     return line;
 }
 
-void ChildProcess::terminate()
+void ServerProcess::terminate()
 {
     if (m_pid > 0)
         ::kill(m_pid, SIGTERM);
 }
 
-bool ChildProcess::waitForEnd(int milliseconds)
+bool ServerProcess::waitForEnd(int milliseconds)
 {
     QElapsedTimer time;
     time.start();
@@ -76,7 +76,7 @@ bool ChildProcess::waitForEnd(int milliseconds)
     return true;
 }
 
-ChildProcess::~ChildProcess()
+ServerProcess::~ServerProcess()
 {
     if (m_input >= 0)
         ::close(m_input);
