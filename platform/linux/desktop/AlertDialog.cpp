@@ -211,9 +211,41 @@ void AlertDialog::fit()
         m_grid->invalidate();
     }
     m_grid->activate();
+    const QSize before = size();
     setFixedSize(m_grid->totalSizeHint());
+    if (isVisible() && size() != before)
+        keepOn(screen->availableGeometry(), before);
     setTabOrders();
     m_fitting = false;
+}
+
+void AlertDialog::keepOn(const QRect &available, QSize before)
+{
+    // About the middle that it had, as far as the screen allows. The window manager's frame has
+    // the thickness that it had around the former size.
+    const QPoint corner = frameGeometry().topLeft();
+    const QPoint inside = geometry().topLeft() - corner;
+    const QSize frame = size() + QSize(2 * inside.x(), inside.y() + inside.x());
+    const QSize half = (size() - before) / 2;
+    const QPoint wanted = corner - QPoint(half.width(), half.height());
+    const QPoint last(available.right() + 1 - frame.width(),
+                      available.bottom() + 1 - frame.height());
+    move(std::max(available.left(), std::min(wanted.x(), last.x())),
+         std::max(available.top(), std::min(wanted.y(), last.y())));
+}
+
+void AlertDialog::fitLater()
+{
+    // The widgets in the window may get to know of the change after the window.
+    if (isVisible() && !std::exchange(m_fitPending, true)) {
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                m_fitPending = false;
+                fit();
+            },
+            Qt::QueuedConnection);
+    }
 }
 
 void AlertDialog::setFirstResponder(QWidget *widget)
@@ -245,13 +277,12 @@ bool AlertDialog::event(QEvent *event)
     case QEvent::FontChange:
     case QEvent::StyleChange:
     case QEvent::LayoutDirectionChange:
-        if (isVisible())
-            fit();
+        fitLater();
         break;
     case QEvent::LayoutRequest:
         // Fitting asks for one itself: only a view with new wishes is a reason to start again.
-        if (isVisible() && m_view && m_view->sizeHint() != m_viewSize)
-            fit();
+        if (m_view && m_view->sizeHint() != m_viewSize)
+            fitLater();
         break;
     default:
         break;

@@ -60,6 +60,8 @@ protected:
 private:
     void setButtons(const QStringList &titles);
     void setTabOrders();
+    void fitLater();
+    void keepOn(const QRect &available, QSize before);
     void fitButtons(int widthLimit);
     [[nodiscard]] int buttonsWidth() const;
 
@@ -73,4 +75,5 @@ private:
     std::optional<qsizetype> m_escapeButton;
     QSize m_viewSize; ///< that it asked for when all was fitted last
     bool m_fitting = false;
+    bool m_fitPending = false;
 };
