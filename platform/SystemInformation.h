@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <optional>
+
 /// What the computer says of itself.
 class SystemInformation
 {
@@ -22,4 +24,8 @@ public:
     /// Whether disk encryption here knows SecureToken. Where it does not, the list of those who may
     /// unlock the disk takes its place.
     [[nodiscard]] virtual bool isSecureTokenSupported() = 0;
+
+    /// Whether other users may see the arguments of this user's processes; none when that cannot be
+    /// told.
+    [[nodiscard]] virtual std::optional<bool> areArgumentsOpenToOthers() = 0;
 };

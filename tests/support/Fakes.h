@@ -14,6 +14,7 @@
 #include <QStringList>
 
 #include <mutex>
+#include <optional>
 
 /// Keeps the lines that were logged.
 class RecordingLogFile final : public LogFile
@@ -52,7 +53,12 @@ public:
     }
     [[nodiscard]] QString cachesDirectory() override { return caches; }
     [[nodiscard]] bool isSecureTokenSupported() override { return secureTokenSupported; }
+    [[nodiscard]] std::optional<bool> areArgumentsOpenToOthers() override
+    {
+        return argumentsOpenToOthers;
+    }
     bool secureTokenSupported = true;
+    std::optional<bool> argumentsOpenToOthers = false;
     QString version = QStringLiteral("Test System 1 (Linux 6.1)");
     QString caches = QStringLiteral("/Library/Caches");
 };

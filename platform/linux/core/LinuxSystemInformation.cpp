@@ -1,11 +1,14 @@
 #include "platform/linux/core/LinuxSystemInformation.h"
 
+#include "platform/linux/core/ProcessListMount.h"
+
+#include <QFile>
 #include <QSysInfo>
 
 #include <utility>
 
-LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier)
-    : m_bundleIdentifier(std::move(bundleIdentifier))
+LinuxSystemInformation::LinuxSystemInformation(QString bundleIdentifier, QString mountTable)
+    : m_bundleIdentifier(std::move(bundleIdentifier)), m_mountTable(std::move(mountTable))
 {
 }
 
@@ -28,4 +31,12 @@ QString LinuxSystemInformation::cachesDirectory()
 bool LinuxSystemInformation::isSecureTokenSupported()
 {
     return true;
+}
+
+std::optional<bool> LinuxSystemInformation::areArgumentsOpenToOthers()
+{
+    QFile file(m_mountTable);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    return ProcessListMount::isOpenToOthers(file.readAll());
 }

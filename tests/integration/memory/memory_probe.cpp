@@ -11,6 +11,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 #include <utility>
 
 #include <unistd.h>
@@ -30,6 +31,10 @@ public:
     QString bundleIdentifier() override { return m_real->bundleIdentifier(); }
     QString cachesDirectory() override { return m_real->cachesDirectory(); }
     bool isSecureTokenSupported() override { return false; }
+    std::optional<bool> areArgumentsOpenToOthers() override
+    {
+        return m_real->areArgumentsOpenToOthers();
+    }
 
 private:
     std::shared_ptr<SystemInformation> m_real;
