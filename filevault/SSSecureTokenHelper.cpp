@@ -22,24 +22,24 @@ bool SSSecureTokenHelper::isSecureTokenSupported()
     return Platform::current().system->isSecureTokenSupported();
 }
 
-bool SSSecureTokenHelper::fdeStatus()
+std::optional<bool> SSSecureTokenHelper::readFdeStatus()
 {
     const SSToolAnswer answer(fileVaultTool, {QStringLiteral("status")});
     SSLog(2, SSMessageType::Info, "fdesetup status. Info: %@", answer.maskedOutput());
     if (!answer.hasOutput()) {
         SSLog(1, SSMessageType::Error, "unable check FileVault status. Error: %@",
               answer.errorDescription());
-        return false;
+        return std::nullopt;
     }
     return answer.contains(QStringLiteral("FileVault is On"));
 }
 
-bool SSSecureTokenHelper::secureTokenStatusWithUserName(const QString &userName)
+std::optional<bool> SSSecureTokenHelper::readSecureTokenStatusWithUserName(const QString &userName)
 {
     if (!isSecureTokenSupported()) {
         SSLog(1, SSMessageType::Error,
               "SecureTokenStatus is not supported on macOS 10.13 or less.");
-        return false;
+        return std::nullopt;
     }
     const SSToolAnswer answer(accountTool, {QStringLiteral("-secureTokenStatus"), userName});
     SSLog(2, SSMessageType::Info, "sysadminctl -secureTokenStatus. Info: %@",
@@ -47,28 +47,46 @@ bool SSSecureTokenHelper::secureTokenStatusWithUserName(const QString &userName)
     if (!answer.hasOutput()) {
         SSLog(1, SSMessageType::Error, "sysadminctl -secureTokenStatus. Error: %@",
               answer.errorDescription());
-        return false;
+        return std::nullopt;
     }
     return answer.contains(QStringLiteral("ENABLED"));
 }
 
-bool SSSecureTokenHelper::sudoSecureTokenStatusWithUserName(const QString &userName)
+std::optional<bool>
+SSSecureTokenHelper::readSudoSecureTokenStatusWithUserName(const QString &userName)
 {
     if (isSecureTokenSupported())
-        return secureTokenStatusWithUserName(userName);
+        return readSecureTokenStatusWithUserName(userName);
     if (Platform::current().identity->effectiveUserId() != 0) {
         SSLog(1, SSMessageType::Error, "Only sudo user can get fde secure token status.");
-        return false;
+        return std::nullopt;
     }
     const SSToolAnswer answer(fileVaultTool, {QStringLiteral("list")});
     SSLog(2, SSMessageType::Info, "fdesetup list. Info: %@", answer.maskedOutput());
     if (!answer.hasOutput()) {
         SSLog(1, SSMessageType::Error, "unable get FileVault list. Error: %@",
               answer.errorDescription());
-        return false;
+        return std::nullopt;
     }
     const auto users = SSFdeUsers::parseSecureTokenUsersWithResult(*answer.output());
-    return users && users->contains(userName.toLower());
+    if (!users)
+        return std::nullopt;
+    return users->contains(userName.toLower());
+}
+
+bool SSSecureTokenHelper::fdeStatus()
+{
+    return readFdeStatus().value_or(false);
+}
+
+bool SSSecureTokenHelper::secureTokenStatusWithUserName(const QString &userName)
+{
+    return readSecureTokenStatusWithUserName(userName).value_or(false);
+}
+
+bool SSSecureTokenHelper::sudoSecureTokenStatusWithUserName(const QString &userName)
+{
+    return readSudoSecureTokenStatusWithUserName(userName).value_or(false);
 }
 
 bool SSSecureTokenHelper::fdeUserWithUserName(const QString &userName, const QString &adminUserName,

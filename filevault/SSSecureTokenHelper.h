@@ -22,6 +22,12 @@ public:
     [[nodiscard]] static bool secureTokenStatusWithUserName(const QString &userName);
     /// The same for a caller that is root, also where there is no SecureToken.
     [[nodiscard]] static bool sudoSecureTokenStatusWithUserName(const QString &userName);
+    // The same three, none when it cannot be told.
+    [[nodiscard]] static std::optional<bool> readFdeStatus();
+    [[nodiscard]] static std::optional<bool>
+    readSecureTokenStatusWithUserName(const QString &userName);
+    [[nodiscard]] static std::optional<bool>
+    readSudoSecureTokenStatusWithUserName(const QString &userName);
     /// Whether the user is in the FileVault list, read with the administrator's rights.
     [[nodiscard]] static bool fdeUserWithUserName(const QString &userName,
                                                   const QString &adminUserName,
