@@ -85,7 +85,7 @@ int SSControl::run(std::span<const char *const> arguments, PlatformOptions optio
     if (options.defaultsFile && defaultsFailed)
         answer = SSControlAnswer::failed(QStringLiteral("the defaults file cannot be used"));
     else
-        answer = command->run(parsed.invocation());
+        answer = answerOf(*command, parsed.invocation());
 
     for (const QString &message : errors->messages())
         report(answer.failure ? "" : "warning: ", message);
@@ -99,6 +99,19 @@ int SSControl::run(std::span<const char *const> arguments, PlatformOptions optio
     }
     Platform::install(nullptr);
     return finish(answer.failure ? Failed : Answered);
+}
+
+SSControlAnswer SSControl::answerOf(const SSControlCommand &command,
+                                    const SSControlInvocation &invocation)
+{
+    if (command.warning) {
+        if (const auto text = command.warning()) {
+            report("warning: ", *text);
+            // Before it asks for anything.
+            m_errors.flush();
+        }
+    }
+    return command.run(invocation);
 }
 
 int SSControl::finish(int status)

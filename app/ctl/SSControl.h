@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/ctl/SSControlCommand.h"
 #include "platform/PlatformFactory.h"
 
 #include <functional>
@@ -22,6 +23,8 @@ public:
     [[nodiscard]] int run(std::span<const char *const> arguments, PlatformOptions options);
 
 private:
+    [[nodiscard]] SSControlAnswer answerOf(const SSControlCommand &command,
+                                           const SSControlInvocation &invocation);
     [[nodiscard]] int finish(int status);
     [[nodiscard]] int complain(const QString &fault, const QString &command);
     void report(const char *kind, const QString &text);

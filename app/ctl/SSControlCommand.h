@@ -72,6 +72,8 @@ struct SSControlCommand
     std::optional<QString> (*fault)(const SSControlInvocation &);
     /// Runs with the platform installed; may block on the directory and the web interface.
     SSControlAnswer (*run)(const SSControlInvocation &);
+    /// What the user is told before it runs and asks him for anything; null for nothing.
+    std::optional<QString> (*warning)() = nullptr;
 };
 
 namespace SSControlCommands {
@@ -87,6 +89,7 @@ namespace SSControlCommands {
 [[nodiscard]] const SSControlCommand &offline();
 [[nodiscard]] const SSControlCommand &key();
 [[nodiscard]] const SSControlCommand &flag();
+[[nodiscard]] const SSControlCommand &fileVault();
 
 /// Every command, in the order of the help.
 [[nodiscard]] const std::vector<const SSControlCommand *> &all();

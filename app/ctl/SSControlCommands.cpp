@@ -18,8 +18,8 @@ std::optional<QString> SSControlInvocation::value(const char *option) const
 const std::vector<const SSControlCommand *> &SSControlCommands::all()
 {
     static const std::vector<const SSControlCommand *> table{
-        &discover(), &settings(), &user(),    &enrollStatus(), &url(),
-        &cache(),    &compare(),  &offline(), &key(),          &flag()};
+        &discover(), &settings(), &user(), &enrollStatus(), &url(),      &cache(),
+        &compare(),  &offline(),  &key(),  &flag(),         &fileVault()};
     return table;
 }
 

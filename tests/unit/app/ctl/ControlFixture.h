@@ -70,6 +70,7 @@ public:
             platform.publicKeys = fake.platform.publicKeys;
             platform.machineIdentity = fake.platform.machineIdentity;
             platform.settingsFiles = fake.platform.settingsFiles;
+            platform.childProcesses = fake.platform.childProcesses;
             platform.secretInput = fake.platform.secretInput;
             platform.directory = fake.platform.directory;
             platform.urlSessions = fake.platform.urlSessions;

@@ -24,7 +24,7 @@ private Q_SLOTS:
         QCOMPARE(f.run({"--help"}), 0);
         QVERIFY(f.errors.isEmpty());
         for (const char *const name : {"discover", "settings", "user", "enroll-status", "url",
-                                       "cache", "compare", "offline", "key", "flag"})
+                                       "cache", "compare", "offline", "key", "flag", "filevault"})
             QVERIFY2(f.output.contains(QStringLiteral("\n    %1 ").arg(QLatin1String(name))), name);
         QVERIFY(f.output.contains(QStringLiteral("Examples:")));
         QCOMPARE(f.platformsMade, 0);
