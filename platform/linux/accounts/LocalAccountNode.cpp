@@ -125,6 +125,20 @@ bool matches(const LocalAccountRecord &record, const DirectoryQuery &query)
     });
 }
 
+/// The account of that name. The process's own user goes by his short name as well, which a joined
+/// computer's database may not know.
+Result<std::optional<NameService::User>, NameService::Error> userByEitherName(const QString &name)
+{
+    auto user = NameService::userByName(name.toUtf8());
+    if (!user || user.value())
+        return user;
+    auto caller = NameService::userById(getuid());
+    if (!caller || !caller.value())
+        return caller;
+    const QString account = QString::fromUtf8(caller.value()->name);
+    return AccountName::parse(account).shortName == name ? caller : user;
+}
+
 } // namespace
 
 LocalAccountNode::LocalAccountNode(Options options, DiagnosticSink diagnostics)
@@ -165,7 +179,7 @@ Result<DirectoryRecords, DirectoryError> LocalAccountNode::query(const Directory
     };
     if (query.matchType == DirectoryMatchType::EqualTo &&
         query.attribute == QStringView(DirectoryAttribute::RecordName))
-        return single(NameService::userByName(query.value.toUtf8()));
+        return single(userByEitherName(query.value));
     if (query.matchType == DirectoryMatchType::EqualTo &&
         query.attribute == QStringView(DirectoryAttribute::GUID) &&
         query.value.startsWith(localGuidPrefix, Qt::CaseInsensitive)) {

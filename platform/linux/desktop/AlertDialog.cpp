@@ -63,6 +63,23 @@ QList<QWidget *> reachedByTab(QWidget *view)
     return all;
 }
 
+/// Leaves Return to the dialog. By itself a button takes it where the desktop's theme says so, and
+/// the default one also from a key that is held down.
+class AlertPushButton final : public QPushButton
+{
+public:
+    using QPushButton::QPushButton;
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override
+    {
+        if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+            event->ignore();
+        else
+            QPushButton::keyPressEvent(event);
+    }
+};
+
 } // namespace
 
 AlertDialog::AlertDialog()
@@ -119,7 +136,7 @@ void AlertDialog::setButtons(const QStringList &titles)
         // A title is no text with a shortcut in it.
         QString doubled = title.simplified();
         doubled.replace(QLatin1Char('&'), QLatin1String("&&"));
-        auto *button = new QPushButton(doubled, this);
+        auto *button = new AlertPushButton(doubled, this);
         // The default key presses the first button, whichever has the keyboard.
         button->setAutoDefault(false);
         button->setDefault(m_buttons.isEmpty());

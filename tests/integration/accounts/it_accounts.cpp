@@ -313,6 +313,15 @@ private Q_SLOTS:
                  QStringLiteral("right"));
     }
 
+    void theProcessesUserIsFoundByHisShortNameToo()
+    {
+        QCOMPARE(asUser(domainUserId, [&] { return check("jdoe", u"right"); }),
+                 QStringLiteral("right"));
+        QCOMPARE(check("jdoe", u"right"),
+                 asUser(domainUserId, [&] { return check("jroe", u"right"); }));
+        QVERIFY(check("jdoe", u"right") != QStringLiteral("right")); // somebody else's
+    }
+
     void identityOfTheProcessesUser()
     {
         QCOMPARE(asUser(domainUserId,

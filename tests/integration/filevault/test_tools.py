@@ -18,6 +18,7 @@ PROBE, SUDOERS = sys.argv[1:]
 BOSS, JANE, PLAIN, AGENT = "ssit-boss", "ssit-jane", "ssit-plain", "ssit-agent"
 STANDIN = pathlib.Path("/standin")
 LOG, SUDO_LOG = pathlib.Path("/tmp/zevrikselfservice.log"), pathlib.Path("/var/log/sudo.log")
+SUDO_MAIL = pathlib.Path("/tmp/sudo-mail")
 IDENTIFIER = "ABCDEF01-2345-6789-ABCD-EF0123456789"
 TRACE = '********\n    while executing\n"********"'
 
@@ -35,10 +36,12 @@ PASSWORDS = [
     ("twice\\\\sLash77",    True,  False, True),   # the shell makes one of two
     ("atTheEnd77\\",        True,  False, True),   # the shell's quote does not end
     ("dollar$Name77",       False, False, False),  # no such variable
-    ("dollar${argc}77",     False, False, False),  # a variable: another password
+    ("dollar${Name}77",     False, False, False),  # nor of this one
     ("dollar$(Paren)77",    False, False, False),  # a variable without a name
     ("dollar$?Status77",    True,  False, True),   # the shell's own
     ("dollarLast77$",       True,  True,  True),   # no name follows
+    ("dollar77\\$",         True,  False, True),   # the shell takes the backslash away
+    ("-dash77First",        False, False, False),  # an option of the script's "send"
     ("open[Bracket77]",     False, False, False),  # no such command
     ("closing]Bracket77",   True,  True,  True),
     ("oneHalf}Brace77",     False, False, False),
@@ -91,6 +94,7 @@ class Tools(unittest.TestCase):
         (STANDIN / "refuse").unlink(missing_ok=True)
         LOG.unlink(missing_ok=True)
         SUDO_LOG.unlink(missing_ok=True)
+        SUDO_MAIL.unlink(missing_ok=True)
         for name in (BOSS, JANE, PLAIN):
             self.set_password(name, "Ordinary-Secret1")
 
@@ -171,6 +175,10 @@ class Tools(unittest.TestCase):
                     self.assertEqual(self.users(), [BOSS, JANE])
                 self.assert_no_trace_of(password, message)
 
+    def test_a_variable_of_the_script_makes_another_password(self):
+        self.assertEqual(self.ask("readd", password="dollar${spawn_id}7"), (True, None))
+        self.assertRegex(self.received()[1], r"^dollarexp\d+7$")
+
     def test_what_the_script_language_stumbles_over_is_not_shown(self):
         for password in ("dollar$Name77", "open[Bracket77]", "oneHalf}Brace77"):
             with self.subTest(password=password):
@@ -238,6 +246,17 @@ class Tools(unittest.TestCase):
         # what is done to the list of users is
         self.ask("readd")
         self.assertIn("fdesetup add", SUDO_LOG.read_text().replace("\n    ", " "))
+
+    def test_sudo_mails_no_password(self):
+        self.ask("verify", user=PLAIN)
+        # the same refusal of another command is mailed, later than the one before would have been
+        self.ask("list", admin=PLAIN)
+        limit = time.monotonic() + 60
+        while "fdesetup" not in (mail := SUDO_MAIL.read_text() if SUDO_MAIL.exists() else ""):
+            self.assertLess(time.monotonic(), limit, mail)
+            time.sleep(0.05)
+        self.assertNotIn("diskutil", mail)
+        self.assertNotIn("Ordinary-Secret1", mail)
 
     def test_the_file_for_sudo_is_accepted(self):
         self.assertEqual(stat.S_IMODE(os.stat(SUDOERS).st_mode), 0o440)
