@@ -36,7 +36,7 @@ PASSWORDS = [
     ("twice\\\\sLash77",    True,  False, True),   # the shell makes one of two
     ("atTheEnd77\\",        True,  False, True),   # the shell's quote does not end
     ("dollar$Name77",       False, False, False),  # no such variable
-    ("dollar${Name}77",     False, False, False),  # nor of this one
+    ("dollar${Absent}77",   False, False, False),  # nor of this one
     ("dollar$(Paren)77",    False, False, False),  # a variable without a name
     ("dollar$?Status77",    True,  False, True),   # the shell's own
     ("dollarLast77$",       True,  True,  True),   # no name follows
