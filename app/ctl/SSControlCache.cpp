@@ -1,3 +1,4 @@
+#include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
 #include "app/ctl/SSControlText.h"
 #include "platform/Identity.h"
@@ -5,9 +6,6 @@
 #include "platform/SettingsFiles.h"
 #include "security/SSSecureData.h"
 #include "settings/SSLogonSettings.h"
-
-#include <algorithm>
-#include <iterator>
 
 namespace {
 
@@ -148,18 +146,9 @@ struct Action
 };
 constexpr Action actions[] = {{"show", show}, {"check", check}, {"path", path}};
 
-const Action *actionOf(const SSControlInvocation &invocation)
-{
-    const auto *const it =
-        std::find_if(std::begin(actions), std::end(actions), [&](const Action &action) {
-            return invocation.operands().at(0) == QLatin1String(action.name);
-        });
-    return it == std::end(actions) ? nullptr : it;
-}
-
 std::optional<QString> fault(const SSControlInvocation &invocation)
 {
-    if (actionOf(invocation))
+    if (actionOf(actions, invocation))
         return std::nullopt;
     return QStringLiteral("there is no \"cache %1\", only show, check and path")
         .arg(invocation.operands().at(0));
@@ -167,7 +156,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 SSControlAnswer run(const SSControlInvocation &invocation)
 {
-    return actionOf(invocation)->run();
+    return actionOf(actions, invocation)->run();
 }
 
 } // namespace

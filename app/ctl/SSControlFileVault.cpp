@@ -1,3 +1,4 @@
+#include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
 #include "app/ctl/SSControlSecrets.h"
 #include "app/ctl/SSControlText.h"
@@ -11,7 +12,6 @@
 #include <QJsonArray>
 
 #include <algorithm>
-#include <iterator>
 
 namespace {
 
@@ -114,18 +114,9 @@ struct Action
 };
 constexpr Action actions[] = {{"status", "user", false, status}, {"users", "admin", true, users}};
 
-const Action *actionOf(const SSControlInvocation &invocation)
-{
-    const auto *const it =
-        std::find_if(std::begin(actions), std::end(actions), [&](const Action &action) {
-            return invocation.operands().at(0) == QLatin1String(action.name);
-        });
-    return it == std::end(actions) ? nullptr : it;
-}
-
 std::optional<QString> fault(const SSControlInvocation &invocation)
 {
-    const Action *const asked = actionOf(invocation);
+    const Action *const asked = actionOf(actions, invocation);
     if (!asked) {
         return QStringLiteral("there is no \"filevault %1\", only status and users")
             .arg(invocation.operands().at(0));
@@ -146,7 +137,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 SSControlAnswer run(const SSControlInvocation &invocation)
 {
-    return actionOf(invocation)->run(invocation);
+    return actionOf(actions, invocation)->run(invocation);
 }
 
 std::optional<QString> warning()

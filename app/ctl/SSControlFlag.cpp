@@ -1,9 +1,7 @@
+#include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
 #include "app/ctl/SSControlText.h"
 #include "filevault/SSSecureTokenHelper.h"
-
-#include <algorithm>
-#include <iterator>
 
 namespace {
 
@@ -48,18 +46,9 @@ struct Action
 };
 constexpr Action actions[] = {{"show", show}, {"set", set}, {"reset", reset}};
 
-const Action *actionOf(const SSControlInvocation &invocation)
-{
-    const auto *const it =
-        std::find_if(std::begin(actions), std::end(actions), [&](const Action &action) {
-            return invocation.operands().at(0) == QLatin1String(action.name);
-        });
-    return it == std::end(actions) ? nullptr : it;
-}
-
 std::optional<QString> fault(const SSControlInvocation &invocation)
 {
-    const Action *const action = actionOf(invocation);
+    const Action *const action = actionOf(actions, invocation);
     if (!action) {
         return QStringLiteral("there is no \"flag %1\", only show, set and reset")
             .arg(invocation.operands().at(0));
@@ -72,7 +61,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 SSControlAnswer run(const SSControlInvocation &invocation)
 {
-    return actionOf(invocation)->run(invocation);
+    return actionOf(actions, invocation)->run(invocation);
 }
 
 constexpr SSControlOption options[] = {

@@ -1,3 +1,4 @@
+#include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
 #include "app/ctl/SSControlSources.h"
 #include "app/ctl/SSControlText.h"
@@ -9,9 +10,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-
-#include <algorithm>
-#include <iterator>
 
 namespace {
 
@@ -130,18 +128,9 @@ struct Action
 constexpr Action actions[] = {
     {"check", check, false}, {"to-der", toDer, false}, {"to-blob", toBlob, true}};
 
-const Action *actionOf(const SSControlInvocation &invocation)
-{
-    const auto *const it =
-        std::find_if(std::begin(actions), std::end(actions), [&](const Action &action) {
-            return invocation.operands().at(0) == QLatin1String(action.name);
-        });
-    return it == std::end(actions) ? nullptr : it;
-}
-
 std::optional<QString> fault(const SSControlInvocation &invocation)
 {
-    const Action *const action = actionOf(invocation);
+    const Action *const action = actionOf(actions, invocation);
     if (!action) {
         return QStringLiteral("there is no \"key %1\", only check, to-der and to-blob")
             .arg(invocation.operands().at(0));
@@ -153,7 +142,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 SSControlAnswer run(const SSControlInvocation &invocation)
 {
-    return actionOf(invocation)->run(invocation);
+    return actionOf(actions, invocation)->run(invocation);
 }
 
 } // namespace

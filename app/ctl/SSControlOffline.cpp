@@ -1,3 +1,4 @@
+#include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
 #include "app/ctl/SSControlSecrets.h"
 #include "app/ctl/SSControlText.h"
@@ -129,15 +130,6 @@ constexpr Action actions[] = {
     {"dcc2", dcc2, {"user", nullptr}, {"iterations", nullptr}},
 };
 
-const Action *actionOf(const SSControlInvocation &invocation)
-{
-    const auto *const it =
-        std::find_if(std::begin(actions), std::end(actions), [&](const Action &action) {
-            return invocation.operands().at(0) == QLatin1String(action.name);
-        });
-    return it == std::end(actions) ? nullptr : it;
-}
-
 bool names(const char *const (&list)[2], const char *option)
 {
     return std::any_of(std::begin(list), std::end(list), [option](const char *name) {
@@ -159,7 +151,7 @@ constexpr SSControlOption options[] = {
 
 std::optional<QString> fault(const SSControlInvocation &invocation)
 {
-    const Action *const action = actionOf(invocation);
+    const Action *const action = actionOf(actions, invocation);
     if (!action) {
         return QStringLiteral("there is no \"offline %1\", only request, parse, hash and dcc2")
             .arg(invocation.operands().at(0));
@@ -188,7 +180,7 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
 
 SSControlAnswer run(const SSControlInvocation &invocation)
 {
-    return actionOf(invocation)->run(invocation);
+    return actionOf(actions, invocation)->run(invocation);
 }
 
 } // namespace
