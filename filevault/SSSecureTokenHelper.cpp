@@ -15,6 +15,21 @@ namespace {
 const QString accountTool = QStringLiteral("/usr/sbin/sysadminctl");
 const QString fileVaultTool = QStringLiteral("/usr/bin/fdesetup");
 
+/// The two passwords of an update, for the time of its command.
+struct UpdatePasswords
+{
+    UpdatePasswords(const SSSecureData &ofUser, const SSSecureData &ofAdmin)
+        : user(ofUser), admin(ofAdmin)
+    {
+        mask.add(user.text(), user.escaped());
+        mask.add(admin.text(), admin.escaped());
+    }
+
+    const SSToolPassword user;
+    const SSToolPassword admin;
+    SSPasswordMask mask;
+};
+
 } // namespace
 
 bool SSSecureTokenHelper::isSecureTokenSupported()
@@ -144,17 +159,13 @@ bool SSSecureTokenHelper::secureTokenOnWithUserName(const QString &userName,
                                                     const SSSecureData &adminPassword,
                                                     std::optional<QString> &alertMessage)
 {
-    const SSToolPassword user(password);
-    const SSToolPassword admin(adminPassword);
-    SSPasswordMask mask;
-    mask.add(user.text(), user.escaped());
-    mask.add(admin.text(), admin.escaped());
+    const UpdatePasswords passwords(password, adminPassword);
     const SSToolAnswer answer(accountTool,
                               {QStringLiteral("-secureTokenOn"), userName,
-                               QStringLiteral("-password"), user.text(),
+                               QStringLiteral("-password"), passwords.user.text(),
                                QStringLiteral("-adminUser"), adminUserName,
-                               QStringLiteral("-adminPassword"), admin.text()},
-                              mask);
+                               QStringLiteral("-adminPassword"), passwords.admin.text()},
+                              passwords.mask);
     SSLog(2, SSMessageType::Info, "sysadminctl -secureTokenOn. Info: %@", answer.maskedOutput());
     if (answer.hasFailed()) {
         SSLog(1, SSMessageType::Error, "sysadminctl -secureTokenOn. Error: %@",
@@ -174,15 +185,12 @@ bool SSSecureTokenHelper::updateFdeUserWithUserName(const QString &userName,
                                                     const SSSecureData &adminPassword,
                                                     std::optional<QString> &alertMessage)
 {
-    const SSToolPassword user(password);
-    const SSToolPassword admin(adminPassword);
-    SSPasswordMask mask;
-    mask.add(user.text(), user.escaped());
-    mask.add(admin.text(), admin.escaped());
+    const UpdatePasswords passwords(password, adminPassword);
     const SSToolAnswer answer = SSToolAnswer::ofScript(
-        SSToolScripts::readdFdeUser(SSHelper::stringEscapedToShell(userName), user.escaped(),
-                                    SSHelper::stringEscapedToShell(adminUserName), admin.escaped()),
-        mask);
+        SSToolScripts::readdFdeUser(
+            SSHelper::stringEscapedToShell(userName), passwords.user.escaped(),
+            SSHelper::stringEscapedToShell(adminUserName), passwords.admin.escaped()),
+        passwords.mask);
     SSLog(2, SSMessageType::Info, "/expect result: %@", answer.maskedOutput());
     if (!answer.hasOutput()) {
         // The text of reading the list, on purpose.
