@@ -125,9 +125,10 @@ bool matches(const LocalAccountRecord &record, const DirectoryQuery &query)
     });
 }
 
-/// The account of that name. The process's own user goes by his short name as well, which a joined
-/// computer's database may not know.
-Result<std::optional<NameService::User>, NameService::Error> userByEitherName(const QString &name)
+/// The account of that name. The process's own user goes by his short name as well if he is the
+/// directory's: a joined computer's database may know his full name alone.
+Result<std::optional<NameService::User>, NameService::Error>
+userByEitherName(const LocalAccountNode::Options &options, const QString &name)
 {
     auto user = NameService::userByName(name.toUtf8());
     if (!user || user.value())
@@ -135,8 +136,10 @@ Result<std::optional<NameService::User>, NameService::Error> userByEitherName(co
     auto caller = NameService::userById(getuid());
     if (!caller || !caller.value())
         return caller;
-    const QString account = QString::fromUtf8(caller.value()->name);
-    return AccountName::parse(account).shortName == name ? caller : user;
+    const auto account = AccountName::parse(QString::fromUtf8(caller.value()->name));
+    const bool isHis = account.shortName.compare(name, Qt::CaseInsensitive) == 0 &&
+                       directoryDomain(options, *caller.value(), account).has_value();
+    return isHis ? caller : user;
 }
 
 } // namespace
@@ -179,7 +182,7 @@ Result<DirectoryRecords, DirectoryError> LocalAccountNode::query(const Directory
     };
     if (query.matchType == DirectoryMatchType::EqualTo &&
         query.attribute == QStringView(DirectoryAttribute::RecordName))
-        return single(userByEitherName(query.value));
+        return single(userByEitherName(*m_options, query.value));
     if (query.matchType == DirectoryMatchType::EqualTo &&
         query.attribute == QStringView(DirectoryAttribute::GUID) &&
         query.value.startsWith(localGuidPrefix, Qt::CaseInsensitive)) {

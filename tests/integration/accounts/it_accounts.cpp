@@ -19,6 +19,7 @@ constexpr char16_t alicePassword[] = u"Grün€ 𝄞 \"$[x]\\ ";
 constexpr quint32 aliceId = 7101;
 constexpr quint32 bobId = 7102;
 constexpr quint32 domainUserId = 7201;
+constexpr quint32 filedUserId = 7301;
 
 QString text(const char16_t *name)
 {
@@ -94,6 +95,7 @@ private Q_SLOTS:
         QFile passwd(QStringLiteral("/etc/passwd"));
         QVERIFY(passwd.open(QIODevice::Append));
         passwd.write("4242:x:7210:7210::/nonexistent:/bin/false\n"
+                     "filed@corp.example.test:x:7301:7301::/home/filed:/bin/false\n"
                      "jdoe@corp.example.test:x:7201:7201::/home/jdoe:/bin/false\n"
                      "CORP\\jroe:x:7202:7202::/home/jroe:/bin/false\n"
                      "bare:x:7203:7203::/home/bare:/bin/false\n"
@@ -320,6 +322,15 @@ private Q_SLOTS:
         QCOMPARE(check("jdoe", u"right"),
                  asUser(domainUserId, [&] { return check("jroe", u"right"); }));
         QVERIFY(check("jdoe", u"right") != QStringLiteral("right")); // somebody else's
+    }
+
+    void anAccountOfTheComputersOwnHasNoShortName()
+    {
+        const auto found = [&](const char *name) {
+            return asUser(filedUserId, [&] { return check(name, u"any"); });
+        };
+        QVERIFY(found("filed@corp.example.test") != QStringLiteral("no such account"));
+        QCOMPARE(found("filed"), QStringLiteral("no such account"));
     }
 
     void identityOfTheProcessesUser()
