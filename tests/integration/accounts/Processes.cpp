@@ -14,7 +14,7 @@ int run(const QStringList &command, const QByteArray &input)
     process.start(command.first(), command.mid(1));
     process.write(input);
     process.closeWriteChannel();
-    if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
+    if (!process.waitForFinished(120'000) || process.exitStatus() != QProcess::NormalExit)
         return -1;
     return process.exitCode();
 }

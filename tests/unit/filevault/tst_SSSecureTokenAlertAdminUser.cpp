@@ -1,15 +1,12 @@
 #include "filevault/SSSecureTokenAlertAdminUser.h"
 
 #include "filevault/SSElidedLabel.h"
-#include "tests/unit/filevault/DialogFixture.h"
-
-#include <QTest>
+#include "tests/unit/filevault/DialogCases.h"
 
 using namespace Dialog;
 
 namespace {
 
-using Texts = QMap<QString, QString>;
 using Change = void (*)(Fixture &);
 
 std::shared_ptr<SSSecureTokenAlertAdminUser> dialogWith(const Texts &given = {})
@@ -25,6 +22,31 @@ const QString informative =
 class tst_SSSecureTokenAlertAdminUser : public QObject
 {
     Q_OBJECT
+
+    /// Rows "change", "alert" and "asked": what keeps boss from being taken, what the user is told,
+    /// and what the tools were asked before.
+    static void addRefusals()
+    {
+        QTest::addColumn<Change>("change");
+        QTest::addColumn<QString>("alert");
+        QTest::addColumn<QStringList>("asked");
+        const auto row = [](const char *name, Change change, const QString &alert,
+                            const QStringList &asked) {
+            QTest::newRow(name) << change << alert << asked;
+        };
+        row("no administrator", [](Fixture &f) { f.fake.identity->memberships.clear(); },
+            refusedText, {});
+        row("a wrong password", [](Fixture &f) { f.setPasswords({u"other"_s}); }, refusedText, {});
+        row("no SecureToken", [](Fixture &f) { f.tools.holdsSecureToken = false; }, refusedText,
+            {u"token boss"_s});
+        row("another disk password", [](Fixture &f) { f.tools.diskPasswordValid = false; },
+            notInSyncText, {u"token boss"_s, u"disk boss s3cret"_s});
+        row("the logged-in user himself, without the volume check",
+            [](Fixture &f) { f.fake.identity->name = u"BOSS"_s; }, notInSyncText,
+            {u"token boss"_s});
+        row("the logged-in user by another name",
+            [](Fixture &f) { f.fake.identity->userId = 2000; }, notInSyncText, {u"token boss"_s});
+    }
 
 private Q_SLOTS:
     void theTexts_data()
@@ -186,28 +208,7 @@ private Q_SLOTS:
         QVERIFY(!dialog->adminPassword());
     }
 
-    void eachRefusal_data()
-    {
-        QTest::addColumn<Change>("change");
-        QTest::addColumn<QString>("alert");
-        QTest::addColumn<QStringList>("asked");
-        const auto row = [](const char *name, Change change, const QString &alert,
-                            const QStringList &asked) {
-            QTest::newRow(name) << change << alert << asked;
-        };
-        row("no administrator", [](Fixture &f) { f.fake.identity->memberships.clear(); },
-            refusedText, {});
-        row("a wrong password", [](Fixture &f) { f.setPasswords({u"other"_s}); }, refusedText, {});
-        row("no SecureToken", [](Fixture &f) { f.tools.holdsSecureToken = false; }, refusedText,
-            {u"token boss"_s});
-        row("another disk password", [](Fixture &f) { f.tools.diskPasswordValid = false; },
-            notInSyncText, {u"token boss"_s, u"disk boss s3cret"_s});
-        row("the logged-in user himself, without the volume check",
-            [](Fixture &f) { f.fake.identity->name = u"BOSS"_s; }, notInSyncText,
-            {u"token boss"_s});
-        row("the logged-in user by another name",
-            [](Fixture &f) { f.fake.identity->userId = 2000; }, notInSyncText, {u"token boss"_s});
-    }
+    void eachRefusal_data() { addRefusals(); }
     void eachRefusal()
     {
         QFETCH(Change, change);
@@ -219,10 +220,6 @@ private Q_SLOTS:
         f.then([&](FakeAlertWindow &window) {
             enter(window, u"boss"_s, u"s3cret"_s);
             window.press(confirm);
-            // A wrong password clears the password but keeps the name.
-            QCOMPARE(panel(window).userNameEdit()->text(), u"boss"_s);
-            QVERIFY(entered(window).isEmpty());
-            QCOMPARE(window.firstResponder, panel(window).passwordEdit());
             window.press(cancel);
         });
         f.then([](FakeAlertWindow &window) {
@@ -235,6 +232,25 @@ private Q_SLOTS:
         QCOMPARE(f.windows(), (QStringList{adminText, alert}));
         QCOMPARE(f.tools.asked, asked);
         QVERIFY(!dialog->adminPassword());
+    }
+
+    void aWrongPasswordClearsThePasswordFieldButKeepsTheUserName_data() { addRefusals(); }
+    void aWrongPasswordClearsThePasswordFieldButKeepsTheUserName()
+    {
+        QFETCH(Change, change);
+        Fixture f;
+        change(f);
+        f.then([&](FakeAlertWindow &window) {
+            enter(window, u"boss"_s, u"s3cret"_s);
+            window.firstResponder = nullptr;
+            window.press(confirm);
+            QCOMPARE(panel(window).userNameEdit()->text(), u"boss"_s);
+            QVERIFY(entered(window).isEmpty());
+            QCOMPARE(window.firstResponder, panel(window).passwordEdit());
+            window.press(cancel);
+        });
+        f.thenPress(ok);
+        QCOMPARE(dialogWith()->doModal(), 2);
     }
 
     void anEmptyNameGetsTheFocusAgain()
@@ -326,46 +342,15 @@ private Q_SLOTS:
         QCOMPARE(f.errors(), log);
     }
 
-    void aButtonThatCannotDoWhatItDid_data()
-    {
-        QTest::addColumn<QByteArray>("action");
-        QTest::addColumn<bool>("targetLives");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("no target") << QByteArray("endWithTag") << false
-                                   << u"SSSecureTokenAlertAdminUser target is not assigned."_s;
-        QTest::newRow("no action")
-            << QByteArray() << true << u"SSSecureTokenAlertAdminUser action is not assigned."_s;
-        QTest::newRow("no such operation")
-            << QByteArray("vanish") << true
-            << u"selctor vanish is not found in SSSecureTokenAlertAdminUser target class."_s;
-        QTest::newRow("neither") << QByteArray() << false
-                                 << u"SSSecureTokenAlertAdminUser target is not assigned."_s;
-    }
+    void aButtonThatCannotDoWhatItDid_data() { addBrokenButtons(u"SSSecureTokenAlertAdminUser"_s); }
     void aButtonThatCannotDoWhatItDid()
     {
-        QFETCH(QByteArray, action);
-        QFETCH(bool, targetLives);
-        QFETCH(QString, line);
-        Fixture f;
-        f.fake.alerts->buttonAction = action;
-        f.fake.alerts->buttonsHaveTarget = targetLives;
-        f.then([&f](FakeAlertWindow &window) {
-            enter(window, u"boss"_s, u"s3cret"_s);
-            window.press(confirm);
-            f.fake.alerts->stopModal(cancel);
-        });
-        QCOMPARE(dialogWith()->doModal(), 2);
-        QCOMPARE(f.errors(), QStringList{Flag::error(line)});
+        pressBrokenButton([] { return dialogWith(); }, u"boss"_s, u"s3cret"_s);
     }
 
     void withoutADisplayNoViewIsMade()
     {
-        Fixture f;
-        f.fake.alerts->display = false;
-        const auto dialog = dialogWith();
-        QCOMPARE(dialog->doModal(), -1001);
-        QVERIFY(!dialog->view());
-        QCOMPARE(f.windows(), QStringList{adminText});
+        runWithoutADisplay([] { return dialogWith(); }, adminText);
     }
 
     void noPasswordIsLogged()

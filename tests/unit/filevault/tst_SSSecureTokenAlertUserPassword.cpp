@@ -1,15 +1,11 @@
 #include "filevault/SSSecureTokenAlertUserPassword.h"
 
 #include "filevault/SSElidedLabel.h"
-#include "tests/unit/filevault/DialogFixture.h"
-
-#include <QTest>
+#include "tests/unit/filevault/DialogCases.h"
 
 using namespace Dialog;
 
 namespace {
-
-using Texts = QMap<QString, QString>;
 
 std::shared_ptr<SSSecureTokenAlertUserPassword> dialogWith(const Texts &given = {})
 {
@@ -142,41 +138,16 @@ private Q_SLOTS:
 
     void aButtonThatCannotDoWhatItDid_data()
     {
-        QTest::addColumn<QByteArray>("action");
-        QTest::addColumn<bool>("targetLives");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("no target") << QByteArray("endWithTag") << false
-                                   << u"SSSecureTokenAlertUserPassword target is not assigned."_s;
-        QTest::newRow("no action")
-            << QByteArray() << true << u"SSSecureTokenAlertUserPassword action is not assigned."_s;
-        QTest::newRow("no such operation")
-            << QByteArray("vanish") << true
-            << u"selctor vanish is not found in SSSecureTokenAlertUserPassword target class."_s;
+        addBrokenButtons(u"SSSecureTokenAlertUserPassword"_s);
     }
     void aButtonThatCannotDoWhatItDid()
     {
-        QFETCH(QByteArray, action);
-        QFETCH(bool, targetLives);
-        QFETCH(QString, line);
-        Fixture f;
-        f.fake.alerts->buttonAction = action;
-        f.fake.alerts->buttonsHaveTarget = targetLives;
-        f.then([&f](FakeAlertWindow &window) {
-            enter(window, std::nullopt, u"new-pass"_s);
-            window.press(confirm);
-            f.fake.alerts->stopModal(cancel);
-        });
-        QCOMPARE(dialogWith()->doModal(), 2);
-        QCOMPARE(f.errors(), QStringList{Flag::error(line)});
+        pressBrokenButton([] { return dialogWith(); }, std::nullopt, u"new-pass"_s);
     }
 
     void withoutADisplayNoViewIsMade()
     {
-        Fixture f;
-        f.fake.alerts->display = false;
-        const auto dialog = dialogWith();
-        QCOMPARE(dialog->doModal(), -1001);
-        QVERIFY(!dialog->view());
+        runWithoutADisplay([] { return dialogWith(); }, userText);
     }
 };
 

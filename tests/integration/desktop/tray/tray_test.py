@@ -1,67 +1,43 @@
-#!/usr/bin/env python3
-"""The status item and the alerts, seen from outside: tray_test.py CASE PROBE."""
+#!/usr/bin/python3 -B
+"""The status item and the alerts, seen from outside: tray_test.py CASE PROBE. With SCREENSHOTS set to a
+folder, pictures are left there."""
 import os
-import queue
+import pathlib
 import re
 import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "session"))
+import desktop_session  # noqa: E402
+import probe as probes  # noqa: E402
+
 CASE, PROBE = sys.argv[1], os.path.abspath(sys.argv[2])
-LIMIT = 60
-started = []
+LIMIT = probes.LIMIT
+session = None
 
 
-class Probe:
-    """A running process whose lines can be waited for."""
+class Probe(probes.Probe):
+    """The item's or the alert's process, in the session as it is."""
 
-    def __init__(self, *command, env=None):
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        text=True, env=env)
-        started.append(self.process)
-        self.lines = queue.Queue()
-        threading.Thread(target=self._read, daemon=True).start()
-
-    def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
-        self.lines.put(None)
-
-    def expect(self, text):
-        seen = []
-        end = time.monotonic() + LIMIT
-        while True:
-            try:
-                line = self.lines.get(timeout=max(0.01, end - time.monotonic()))
-            except queue.Empty:
-                raise AssertionError(f"no {text!r}, only {seen}") from None
-            if line is None:
-                raise AssertionError(f"ended without {text!r}, only {seen}")
-            seen.append(line)
-            if text in line:
-                return line
+    def __init__(self, mode, env=None):
+        super().__init__(subprocess.Popen([PROBE, mode], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+                                          preexec_fn=desktop_session.die_with_parent,
+                                          env=session.environment | (env or {})))
 
     def finish(self):
         self.process.stdin.close()
-        assert self.process.wait(LIMIT) == 0, self.process.returncode
+        self.over()
 
 
 def until(what, condition):
-    end = time.monotonic() + LIMIT
-    while time.monotonic() < end:
-        value = condition()
-        if value:
-            return value
-        threading.Event().wait(0.05)
-    screenshot("timed-out")
-    raise AssertionError(f"timed out: {what}")
+    return probes.until(what, condition, lambda: screenshot("timed-out"))
 
 
 def run(*command):
-    return subprocess.run(command, capture_output=True, text=True, timeout=LIMIT)
+    return probes.run(*command, environment=session.environment)
 
 
 def call(service, path, method, *arguments):
@@ -69,27 +45,9 @@ def call(service, path, method, *arguments):
                "--method", method, *arguments)
 
 
-def start_bus():
-    bus = subprocess.Popen(["dbus-daemon", "--session", "--nofork", "--print-address"],
-                           stdout=subprocess.PIPE, text=True)
-    started.append(bus)
-    os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
-
-
 def start_display():
-    read, write = os.pipe()
-    # A number of its own: servers that look for a free one take each other's sockets away.
-    display = ":" + str(100 + os.getpid() % 30000)
-    started.append(subprocess.Popen(["Xvfb", display, "-displayfd", str(write), "-screen", "0",
-                                     "1000x700x24", "-nolisten", "tcp", "-noreset"],
-                                    pass_fds=[write], stderr=subprocess.DEVNULL))
-    os.close(write)
-    with os.fdopen(read) as pipe:
-        os.environ["DISPLAY"] = ":" + pipe.readline().strip()
-    os.environ["QT_QPA_PLATFORM"] = "xcb"
-    started.append(subprocess.Popen(["openbox"], stderr=subprocess.DEVNULL))
-    until("window manager", lambda: "window id" in
-          run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").stdout)
+    session.start_display("1000x700")
+    session.start_window_manager()
 
 
 PANEL = """<?xml version="1.0"?><channel name="xfce4-panel" version="1.0">
@@ -105,14 +63,11 @@ PANEL = """<?xml version="1.0"?><channel name="xfce4-panel" version="1.0">
 
 
 def start_panel():
-    folder = os.path.join(os.environ["XDG_CONFIG_HOME"], "xfce4/xfconf/xfce-perchannel-xml")
+    folder = os.path.join(session.environment["XDG_CONFIG_HOME"], "xfce4/xfconf/xfce-perchannel-xml")
     os.makedirs(folder, exist_ok=True)
     with open(os.path.join(folder, "xfce4-panel.xml"), "w", encoding="utf-8") as file:
         file.write(PANEL)
-    panel = subprocess.Popen(["xfce4-panel", "--disable-wm-check"], stdout=subprocess.DEVNULL,
-                             stderr=subprocess.DEVNULL, start_new_session=True)
-    started.append(panel)
-    return panel
+    return session.start("xfce4-panel", "--disable-wm-check")
 
 
 def registered():
@@ -220,8 +175,8 @@ def check_icon(name):
 
 
 def case_dbus():
-    start_bus()
-    probe = Probe(PROBE, "item-without-display")
+    session.start_bus()
+    probe = Probe("item-without-display")
     probe.expect("log No tray host takes the status-bar item")
     name = until("item on the bus", item_name)
     properties = call(name, "/StatusNotifierItem", "org.freedesktop.DBus.Properties.GetAll",
@@ -253,38 +208,81 @@ def case_dbus():
     probe.finish()
 
 
-def icon_position():
-    """The middle of the only thing in the panel; none while the panel's window is being placed."""
-    geometry = dict(line.split("=") for line in run(
-        "xdotool", "search", "--onlyvisible", "--class", "xfce4-panel",
-        "getwindowgeometry", "--shell").stdout.split() if "=" in line)
-    if not {"X", "Y", "HEIGHT"} <= geometry.keys():
+def panel_windows():
+    return run("xdotool", "search", "--onlyvisible", "--class", "xfce4-panel").stdout.split()
+
+
+def geometry(window):
+    """Left, top, width and height of it."""
+    told = dict(line.split("=") for line in run(
+        "xdotool", "getwindowgeometry", "--shell", window).stdout.split() if "=" in line)
+    names = ("X", "Y", "WIDTH", "HEIGHT")
+    return tuple(int(told[name]) for name in names) if told.keys() >= set(names) else None
+
+
+def is_menu(window):
+    """A menu and not the text that a host shows beside the pointer."""
+    return "MENU" in run("xprop", "-id", window, "_NET_WM_WINDOW_TYPE").stdout
+
+
+def icon_place():
+    """The middle of the only thing in the panel, once that is drawn: the host does so some time after the
+    registration, without telling anybody."""
+    bar = [window for window in panel_windows() if not is_menu(window)]
+    place = geometry(bar[0]) if bar else None
+    if not place:
         return None
-    return int(geometry["X"]) + 16, int(geometry["Y"]) + int(geometry["HEIGHT"]) // 2
+    left, top, _, height = place
+    colours = run("convert", "x:root", "-crop", f"32x{height}+{left}+{top}", "-format", "%k", "info:").stdout
+    return (left + 16, top + height // 2) if colours.isdigit() and int(colours) > 4 else None
 
 
-def click(button):
-    x, y = until("panel window", lambda: icon_position())
+def click(button, place=None):
+    x, y = place or until("the icon in the panel", icon_place)
     run("xdotool", "mousemove", str(x), str(y), "click", str(button))
 
 
 def click_until(probe, button, text):
-    """The host draws the icon some time after the registration, without telling anybody."""
+    """Again where the host has not yet been ready for it."""
     end = time.monotonic() + LIMIT
     while time.monotonic() < end:
         click(button)
-        try:
-            if text in (probe.lines.get(timeout=0.5) or ""):
+        if probe.says(text, 10):
+            return
+    screenshot("timed-out")
+    raise AssertionError(f"no {text!r} after clicking, only {probe.seen}")
+
+
+def host_menu(seconds):
+    """Where the menu is that the host draws; none when there is none within that time."""
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        for window in filter(is_menu, run("xdotool", "search", "--onlyvisible", ".*").stdout.split()):
+            if place := geometry(window):
+                return place
+        time.sleep(0.05)
+    return None
+
+
+def choose_first_entry(probe):
+    """In the menu that the host draws, however often it takes to open it."""
+    end = time.monotonic() + LIMIT
+    while time.monotonic() < end:
+        click(3)
+        place = host_menu(10)
+        if place:
+            screenshot("host-menu")
+            click(1, (place[0] + 30, place[1] + 15))
+            if probe.says("destroyed", 10):
                 return
-        except queue.Empty:
-            pass
-    raise AssertionError(f"no {text!r} after clicking")
+    screenshot("timed-out")
+    raise AssertionError(f"nothing was chosen, only {probe.seen}")
 
 
 def case_panel():
-    start_bus()
     start_display()
-    probe = Probe(PROBE, "item")
+    session.start_bus("org.xfce.Xfconf")
+    probe = Probe("item")
     probe.expect("log No tray host takes the status-bar item")
     panel = start_panel()
     until("item in the panel that came later", lambda: ":" in registered())
@@ -307,30 +305,21 @@ def case_panel():
     start_panel()
     until("item in the restarted panel", lambda: ":" in registered())
     click_until(probe, 1, "left")
-    def windows():
-        return len(run("xdotool", "search", "--onlyvisible", ".*").stdout.split())
-    before = windows()
-    click(3)
     # The host draws the exported menu; the first entry destroys the item.
-    until("menu of the host", lambda: windows() > before)
-    screenshot("host-menu")
-    run("xdotool", "key", "Down", "Return")
-    probe.expect("destroyed")
+    choose_first_entry(probe)
     until("item gone from the watcher", lambda: ":" not in registered())
     probe.finish()
 
 
 def case_nobus():
-    os.environ["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus"
-    probe = Probe(PROBE, "item-without-display")
+    probe = Probe("item-without-display")
     probe.expect("log No session bus")
     probe.expect("ready")
     probe.finish()
 
 
 def case_nodisplay():
-    os.environ.pop("DISPLAY", None)
-    probe = Probe(PROBE, "alert-without-display")
+    probe = Probe("alert-without-display")
     line = probe.expect("log No display")
     assert "This service is <b>not</b> configured. Ask your administrator." in line, line
     probe.expect("response -1001")
@@ -351,33 +340,32 @@ def magenta(window):
 def case_alert():
     start_display()
     for name, key in (("answered", "Return"), ("escaped", "Escape")):
-        probe = Probe(PROBE, "alert")
+        probe = Probe("alert")
         window = alert_window(probe)
         run("xdotool", "windowfocus", "--sync", window)
         run("xdotool", "key", key)
         probe.expect("response 1000")
     # openbox closes the focused window at Alt-F4, as it does at the button of the frame.
-    probe = Probe(PROBE, "alert")
+    probe = Probe("alert")
     window = alert_window(probe)
     until("the alert without an icon of its own", lambda: magenta(window) == 0)
     run("xdotool", "windowactivate", "--sync", window)
     run("xdotool", "key", "alt+F4")
     probe.expect("response 1000")
     # The icon that was given is shown in its place, 64 pixels wide and high, as the window has it.
-    probe = Probe(PROBE, "alert-with-icon")
+    probe = Probe("alert-with-icon")
     window = alert_window(probe)
     until("the given icon", lambda: magenta(window) == 64 * 64)
     screenshot("alert-icon")
     run("xdotool", "windowfocus", "--sync", window)
     run("xdotool", "key", "Return")
     probe.expect("response 1000")
-    probe = Probe(PROBE, "alert")
+    probe = Probe("alert")
     alert_window(probe)
     screenshot("alert")
     probe.process.stdin.close()
     probe.expect("response -1001")
-    large = dict(os.environ, QT_SCALE_FACTOR="2")
-    probe = Probe(PROBE, "alert", env=large)
+    probe = Probe("alert", env={"QT_SCALE_FACTOR": "2"})
     window = alert_window(probe)
     size = run("xdotool", "getwindowgeometry", "--shell", window).stdout
     width = int(size.split("WIDTH=")[1].split()[0])
@@ -388,21 +376,13 @@ def case_alert():
     probe.expect("response 1000")
 
 
-scratch = tempfile.mkdtemp(prefix="tray-test-")
-for variable in ("XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR"):
-    os.environ[variable] = os.path.join(scratch, variable)
-    os.makedirs(os.environ[variable], mode=0o700)
-os.environ["NO_AT_BRIDGE"] = "1"
+folder = tempfile.mkdtemp(prefix="tray-test-")
+own = desktop_session.with_folders(desktop_session.clean(os.environ), os.path.join(folder, "user"))
 try:
-    {"dbus": case_dbus, "panel": case_panel, "nobus": case_nobus, "nodisplay": case_nodisplay,
-     "alert": case_alert}[CASE]()
+    with desktop_session.Session(own, folder) as session:
+        session.be_without_bus()
+        {"dbus": case_dbus, "panel": case_panel, "nobus": case_nobus, "nodisplay": case_nodisplay,
+         "alert": case_alert}[CASE]()
     print("passed")
 finally:
-    for process in reversed(started):
-        if process.poll() is None:
-            process.terminate()
-        try:
-            process.wait(5)
-        except subprocess.TimeoutExpired:
-            process.kill()
-    shutil.rmtree(scratch, ignore_errors=True)
+    shutil.rmtree(folder, ignore_errors=True)
