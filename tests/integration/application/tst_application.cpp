@@ -25,7 +25,9 @@ private Q_SLOTS:
     {
         // What the bus has started is no child of ours.
         while (nameIsOwned()) {
-            ::kill(static_cast<pid_t>(ownerPid()), SIGKILL);
+            // It may have gone meanwhile; 0 would be this process's own group.
+            if (const auto owner = static_cast<pid_t>(ownerPid()); owner > 0)
+                ::kill(owner, SIGKILL);
             QVERIFY(waitUntil([] { return !nameIsOwned(); }));
         }
     }
@@ -110,7 +112,7 @@ private Q_SLOTS:
         clock.start();
         QProcess process;
         start(process, {QStringLiteral("--dbus-activated")});
-        QVERIFY(process.waitForFinished(15000));
+        QVERIFY(process.waitForFinished(60000));
         QVERIFY(clock.elapsed() > 9000);
         QVERIFY(!reports().contains(kPlainLaunch));
         QVERIFY(!reports().contains(kWillTerminate));
@@ -166,7 +168,7 @@ private Q_SLOTS:
         QProcess tray;
         start(tray, {QStringLiteral("--enrollMenuExtra")});
         QVERIFY(waitForReport(kPlainLaunch));
-        QVERIFY(clock.elapsed() < 7000);
+        QVERIFY(clock.elapsed() < 20000); // before the bus gives the call up
         QCOMPARE(ownerPid(), tray.processId());
         ::kill(static_cast<pid_t>(hanging), SIGCONT);
         QVERIFY(waitForReport(kEnded));

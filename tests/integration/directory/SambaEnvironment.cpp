@@ -60,7 +60,7 @@ QString run(const QString &program, const QStringList &arguments, const QString 
         return {};
     process.write(input.toUtf8());
     process.closeWriteChannel();
-    if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit ||
+    if (!process.waitForFinished(120'000) || process.exitStatus() != QProcess::NormalExit ||
         process.exitCode() != 0) {
         qWarning("%s: %s", qPrintable(program), process.readAll().constData());
         return {};

@@ -17,6 +17,9 @@ import threading
 import time
 import urllib.parse
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "desktop/session"))
+from desktop_session import Session  # noqa: E402
+
 NAME = pathlib.Path(sys.argv[0]).name
 BINARY, OUTPUT = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
 SOURCE = pathlib.Path(__file__).resolve().parents[3]
@@ -67,7 +70,7 @@ def fail(what):
     sys.exit(f"{NAME}: {what}\n--- log ---\n" + (LOG.read_text() if LOG.exists() else "(none)"))
 
 
-def wait_for(what, condition, seconds=30.0):
+def wait_for(what, condition, seconds=120.0):
     limit = time.monotonic() + seconds
     while not (result := condition()):
         if time.monotonic() > limit:
@@ -161,27 +164,21 @@ def make_account():
 
 
 def start_desktop(environment):
+    folder = pathlib.Path("/tmp/session")
+    folder.mkdir()
+    os.chown(folder, UID, UID)
     log = open(OUTPUT / "desktop.log", "wb")
-    options = {"environment": environment, "stdout": log, "stderr": log}
-    display_read, display_write = os.pipe()
-    # A number of its own: servers that look for a free one take each other's sockets away.
-    display = ":" + str(100 + os.getpid() % 30000)
-    as_user("Xvfb", display, "-displayfd", str(display_write), "-screen", "0", "1024x700x24",
-            "-nolisten", "tcp", "-noreset", pass_fds=[display_write], **options)
-    os.close(display_write)
-    environment["DISPLAY"] = ":" + os.read(display_read, 16).decode().strip()
-    bus_read, bus_write = os.pipe()
-    as_user("dbus-daemon", "--session", "--nofork", f"--print-address={bus_write}",
-            pass_fds=[bus_write], **options)
-    os.close(bus_write)
-    environment["DBUS_SESSION_BUS_ADDRESS"] = os.read(bus_read, 4096).decode().strip()
+    session = Session(environment, str(folder), user=UID, group=UID, extra_groups=[], cwd=HOME, stdout=log,
+                      stderr=log)
+    session.start_display("1024x700")
+    session.start_bus("org.xfce.Xfconf")
+    session.start_window_manager()
     panel = HOME / ".config/xfce4/xfconf/xfce-perchannel-xml"
     panel.mkdir(parents=True)
     shutil.copy(SOURCE / "demo/xfce4-panel.xml", panel)
     subprocess.run(["chown", "-R", f"{UID}:{UID}", HOME / ".config"], check=True)
-    as_user("openbox", **options)
-    as_user("xfce4-panel", "--disable-wm-check", **options)
-    as_user("dunst", "-conf", str(SOURCE / "demo/dunstrc"), **options)
+    session.start("xfce4-panel", "--disable-wm-check")
+    session.start("dunst", "-conf", str(SOURCE / "demo/dunstrc"))
     for name in ("org.kde.StatusNotifierWatcher", "org.freedesktop.Notifications"):
         wait_for(name, lambda: "true" in bus_call(environment, "org.freedesktop.DBus", "/",
                                                   "org.freedesktop.DBus.NameHasOwner", f"string:{name}"))

@@ -67,7 +67,7 @@ class tst_LogFile : public QObject
     {
         QProcess process;
         process.start(QStringLiteral(SS_LOG_WRITER), writerArguments(root, more));
-        QVERIFY2(process.waitForFinished(20'000), "the writer hangs");
+        QVERIFY2(process.waitForFinished(60'000), "the writer hangs");
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 0);
     }
@@ -84,7 +84,7 @@ class tst_LogFile : public QObject
                       QStringList{QStringLiteral("-o"), trace, QStringLiteral(SS_LOG_WRITER)} +
                           writerArguments(root, more + QStringList{QStringLiteral("--marks"),
                                                                    QStringLiteral("yes")}));
-        if (!process.waitForFinished(20'000) || process.exitCode() != 0)
+        if (!process.waitForFinished(60'000) || process.exitCode() != 0)
             return {QStringLiteral("strace failed: ") +
                     QString::fromLocal8Bit(process.readAllStandardError())};
         QFile file(trace);
@@ -242,7 +242,7 @@ private Q_SLOTS:
                                     QStringLiteral("--allocations"), QStringLiteral("yes")};
         QProcess process;
         process.start(QStringLiteral(SS_LOG_WRITER), writerArguments(root, arguments));
-        QVERIFY(process.waitForFinished(20'000));
+        QVERIFY(process.waitForFinished(60'000));
         QCOMPARE(process.exitCode(), 0);
         QCOMPARE(process.readAllStandardOutput(), QByteArray("0\n"));
 

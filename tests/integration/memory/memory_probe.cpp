@@ -64,6 +64,13 @@ int main(int argc, char **argv)
         const qint64 result = update->update();
         std::printf("result %lld\n", static_cast<long long>(result));
         std::fflush(stdout);
+        // What was left to the event loop to delete is gone when it has come round.
+        QTimer::singleShot(0, [] {
+            QTimer::singleShot(0, [] {
+                std::puts("at rest");
+                std::fflush(stdout);
+            });
+        });
     });
     return QApplication::exec();
 }

@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 """What a whole memory image of the process holds of the passwords that were typed into its dialogs.
 
     memory_test.py CASE PROBE READER CLIPBOARD PAM-FILE
@@ -11,18 +11,19 @@ import base64
 import hashlib
 import os
 import pathlib
-import queue
 import secrets
 import shutil
 import string
 import subprocess
 import sys
-import threading
-import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "desktop/session"))
+import desktop_session  # noqa: E402
+import probe as probes  # noqa: E402
 
 NAME, UID = "jdoe", 61001
 ADMIN, ADMIN_UID = "itadmin", 61002
-LIMIT = 90
+session = None
 RUN = 8  # as many characters of a password in a row are too many
 
 # What the tools find out, and what the update ends with.
@@ -163,12 +164,7 @@ def make_root(case, passwords):
 
 
 def until(what, condition):
-    end = time.monotonic() + LIMIT
-    while not (value := condition()):
-        if time.monotonic() > end:
-            raise AssertionError(f"waited in vain for {what}\n{log()}")
-        time.sleep(0.05)
-    return value
+    return probes.until(what, condition, lambda: print(log()))
 
 
 def log():
@@ -177,66 +173,38 @@ def log():
 
 
 def run(*command):
-    return subprocess.run(command, capture_output=True, text=True, timeout=LIMIT)
+    return probes.run(*command, environment=session.environment)
 
 
-def start_display():
-    read, written = os.pipe()
-    display = ":" + str(100 + os.getpid() % 30000)
-    subprocess.Popen(["Xvfb", display, "-displayfd", str(written), "-screen", "0", "1000x700x24",
-                      "-nolisten", "tcp", "-noreset", "-ac"], pass_fds=[written],
-                     stderr=subprocess.DEVNULL)
-    os.close(written)
-    with os.fdopen(read) as pipe:
-        os.environ["DISPLAY"] = ":" + pipe.readline().strip()
-    subprocess.Popen(["openbox"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    until("the window manager", lambda: "window id" in
-          run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK").stdout)
-
-
-class Probe:
+class Probe(probes.Probe):
     """The process to be searched, and its dialogs."""
 
     def __init__(self, home, *arguments):
         environment = {"PATH": "/usr/bin:/bin:/usr/sbin:/sbin", "HOME": str(home), "USER": NAME,
                        "LOGNAME": NAME, "XDG_RUNTIME_DIR": str(home / "runtime"),
-                       "DISPLAY": os.environ["DISPLAY"], "LC_ALL": "C.UTF-8",
+                       "DISPLAY": session.environment["DISPLAY"], "LC_ALL": "C.UTF-8",
                        "QT_QPA_PLATFORM": "xcb",
                        # A screen reader is told of the entries, too.
                        "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}
-        self.seen = []
-        self.process = subprocess.Popen(
+        super().__init__(subprocess.Popen(
             ["dbus-run-session", "--", "/test/probe", NAME, *arguments], user=UID, group=UID,
-            extra_groups=[], env=environment, cwd=home, stdout=subprocess.PIPE, text=True)
-        self.lines = queue.Queue()
-        threading.Thread(target=self._read, daemon=True).start()
-        self.id = self.expect("process")
-
-    def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
-        self.lines.put("ended ")
-
-    def expect(self, word):
-        try:
-            line = self.lines.get(timeout=LIMIT)
-        except queue.Empty:
-            raise AssertionError(f"no {word!r}\n{log()}") from None
-        assert line.startswith(word + " "), f"{line!r} instead of {word!r}\n{log()}"
-        return line.split()[1]
+            extra_groups=[], env=environment, cwd=home, stdout=subprocess.PIPE, text=True),
+            on_failure=lambda: print(log()))
+        self.windows = []
+        self.id = self.expect("process ")
 
     def dialog(self):
         """Waits for one that was not there before, with the keyboard."""
         def active():
             window = run("xdotool", "getactivewindow").stdout.strip()
             owner = run("xdotool", "getwindowpid", window).stdout.strip() if window else ""
-            return window if owner == self.id and window not in self.seen else None
-        self.seen.append(until("a dialog", active))
+            return window if owner == self.id and window not in self.windows else None
+        self.windows.append(until("a dialog", active))
 
     def back_at(self, index):
         """Waits until an earlier dialog has the keyboard again."""
         until("the dialog again",
-              lambda: run("xdotool", "getactivewindow").stdout.strip() == self.seen[index])
+              lambda: run("xdotool", "getactivewindow").stdout.strip() == self.windows[index])
 
 
 def keys(*names):
@@ -257,7 +225,7 @@ def traces(probe, texts):
                 patterns.append(text[start:start + RUN].encode(encoding).hex())
                 names.append(f"{name}, {encoding}, from character {start}")
     done = subprocess.run(["/test/reader", probe.id], input="\n".join(patterns) + "\n",
-                          capture_output=True, text=True, timeout=LIMIT)
+                          capture_output=True, text=True, timeout=probes.LIMIT)
     assert done.returncode == 0, done.stderr
     *found, end = done.stdout.splitlines()
     searched = int(end.split()[1])
@@ -277,7 +245,7 @@ def paste(probe, text):
     """As from a password manager, another program, which is then over."""
     owner = subprocess.Popen(["/test/clipboard"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                              stderr=subprocess.DEVNULL, text=True,
-                             env={**os.environ, "QT_QPA_PLATFORM": "xcb"})
+                             env=session.environment)
     owner.stdin.write(text + "\n")
     owner.stdin.flush()
     assert owner.stdout.readline().strip() == "offered"
@@ -333,20 +301,25 @@ def answer(probe, case, passwords):
 
 
 def inside(case):
+    global session
     passwords = {"admin": new_password(), "user": new_password(), "wrong": new_password()}
     home = make_root(case, passwords)
-    start_display()
+    os.mkdir("/tmp/session")
+    session = desktop_session.Session(desktop_session.clean(os.environ), "/tmp/session")
+    session.start_display("1000x700", "-ac") # another account's programs are shown
+    session.start_window_manager()
     mark = secrets.token_hex(16)
     arguments = [mark]
     if case.get("list"):
         arguments.append("--without-secure-token")
     probe = Probe(home, *arguments)
     answer(probe, case, passwords)
-    result = int(probe.expect("result"))
+    result = int(probe.expect("result "))
     assert result == case["result"], f"result {result}\n{log()}"
     faults = pathlib.Path("/test/faults")
     assert not faults.exists(), faults.read_text()
     assert pathlib.Path("/test/runs").exists() == (not case.get("cancel")), "the tools did not run"
+    probe.expect("at rest")
     until("the event loop", lambda: "S (sleeping)" in
           pathlib.Path(f"/proc/{probe.id}/status").read_text())
 
@@ -376,7 +349,7 @@ def main():
         inside(CASES[sys.argv[1]])
         return 0
     return subprocess.run(["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child",
-                           sys.executable, os.path.abspath(__file__), "--inside", sys.argv[1],
+                           sys.executable, "-B", os.path.abspath(__file__), "--inside", sys.argv[1],
                            *map(os.path.abspath, sys.argv[2:])]).returncode
 
 

@@ -51,7 +51,7 @@ std::optional<QByteArray> ServerProcess::readLine()
     while (!line.endsWith('\n')) {
         pollfd ready{m_output, POLLIN, 0};
         char c = 0;
-        if (::poll(&ready, 1, 30'000) <= 0 || ::read(m_output, &c, 1) != 1)
+        if (::poll(&ready, 1, 120'000) <= 0 || ::read(m_output, &c, 1) != 1)
             return std::nullopt;
         line += c;
     }

@@ -38,7 +38,7 @@ public:
         ++completions;
         m_changed.notify_all();
     }
-    [[nodiscard]] bool waitForCompletion(std::chrono::seconds limit = std::chrono::seconds(20))
+    [[nodiscard]] bool waitForCompletion(std::chrono::seconds limit = std::chrono::seconds(120))
     {
         std::unique_lock guard(m_lock);
         return m_changed.wait_for(guard, limit, [this] { return completions > 0; });

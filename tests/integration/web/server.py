@@ -12,6 +12,7 @@ import gzip
 import http.server
 import json
 import os
+import random
 import socket
 import ssl
 import struct
@@ -193,7 +194,7 @@ class Handler(http.server.BaseHTTPRequestHandler):
             for _ in range(10):
                 self.wfile.write(b"t")
                 self.wfile.flush()
-                closing.wait(0.2)
+                closing.wait(0.5)
         elif path == "/huge":
             self.huge(chunked=False)
         elif path == "/huge-chunked":
@@ -227,6 +228,18 @@ class TlsServer(Server):
             super().finish_request(secure, client_address)
 
 
+def free_port():
+    """One that the kernel gives to nobody else who asks for any."""
+    while True:
+        port = random.randrange(20000, 30000)
+        with socket.socket() as probe:
+            try:
+                probe.bind(("127.0.0.1", port))
+                return port
+            except OSError:
+                pass
+
+
 def main():
     folder = sys.argv[1]
     make_certificates(folder)
@@ -238,9 +251,7 @@ def main():
                                    os.path.join(folder, "server.key"))
     Handler.plain_port = plain.server_address[1]
     Handler.tls_port = secure.server_address[1]
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        free = probe.getsockname()[1]
+    free = free_port()
     for server in (plain, secure, hanging_up):
         threading.Thread(target=server.serve_forever, daemon=True).start()
     print(json.dumps({"plain": Handler.plain_port, "tls": Handler.tls_port, "free": free,

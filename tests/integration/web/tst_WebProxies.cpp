@@ -43,7 +43,7 @@ public:
                 probe.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
                 return probe.waitForConnected(1000);
             },
-            10'000);
+            60'000);
     }
     ~Proxy() { m_process.terminate(); }
     [[nodiscard]] QString log() const
@@ -78,7 +78,7 @@ private Q_SLOTS:
         QVERIFY(secure);
         QVERIFY(!secure->error);
         QVERIFY(!secure->body.toLower().contains("via: "));
-        QTRY_VERIFY(proxy.log().contains(QLatin1String("CONNECT localhost:")));
+        QTRY_VERIFY_WITH_TIMEOUT(proxy.log().contains(QLatin1String("CONNECT localhost:")), 60000);
         QVERIFY(proxy.log().contains(QLatin1String("GET http://localhost:")));
 
         // Without a dictionary the system's settings count.

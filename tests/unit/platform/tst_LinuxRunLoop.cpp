@@ -18,7 +18,7 @@ private Q_SLOTS:
         for (const char *name : {"first", "second", "third"})
             loop.performOnMainThread([&done, name] { done.append(QString::fromLatin1(name)); });
         QVERIFY(done.isEmpty());
-        QTRY_COMPARE(done.size(), 3);
+        QTRY_COMPARE_WITH_TIMEOUT(done.size(), 3, 60000);
         QCOMPARE(done.join(QLatin1Char(' ')), QStringLiteral("first second third"));
     }
 
@@ -29,7 +29,7 @@ private Q_SLOTS:
         std::thread([&] {
             loop.performOnMainThread([&where] { where = std::this_thread::get_id(); });
         }).join();
-        QTRY_VERIFY(where != std::thread::id());
+        QTRY_VERIFY_WITH_TIMEOUT(where != std::thread::id(), 60000);
         QCOMPARE(where == std::this_thread::get_id(), true);
     }
 
@@ -48,10 +48,12 @@ private Q_SLOTS:
             done.append(QStringLiteral("closed"));
         });
         loop.performOnMainThread([&] { done.append(QStringLiteral("waited")); });
-        QTRY_VERIFY(done.contains(QStringLiteral("closed")));
-        QTRY_COMPARE(done, (QStringList{QStringLiteral("opened"), QStringLiteral("waited"),
-                                        QStringLiteral("handed over by the dialog"),
-                                        QStringLiteral("closed")}));
+        QTRY_VERIFY_WITH_TIMEOUT(done.contains(QStringLiteral("closed")), 60000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            done,
+            (QStringList{QStringLiteral("opened"), QStringLiteral("waited"),
+                         QStringLiteral("handed over by the dialog"), QStringLiteral("closed")}),
+            60000);
     }
 
     void workHandedOverByWorkWaitsForALaterTurn()
@@ -62,7 +64,7 @@ private Q_SLOTS:
             loop.performOnMainThread([&] { done.append(QStringLiteral("inner")); });
             done.append(QStringLiteral("outer"));
         });
-        QTRY_COMPARE(done.size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(done.size(), 2, 60000);
         QCOMPARE(done.first(), QStringLiteral("outer"));
     }
 
@@ -82,11 +84,11 @@ private Q_SLOTS:
         const auto timer = loop.scheduleTimer(
             seconds, [&fired](const RunLoopTimer *firing) { fired.append(firing); });
         QVERIFY(fired.isEmpty());
-        QTRY_COMPARE(fired, QList<const RunLoopTimer *>{timer.get()});
+        QTRY_COMPARE_WITH_TIMEOUT(fired, QList<const RunLoopTimer *>{timer.get()}, 60000);
         bool later = false;
         const auto after =
             loop.scheduleTimer(0.05, [&later](const RunLoopTimer *) { later = true; });
-        QTRY_VERIFY(later);
+        QTRY_VERIFY_WITH_TIMEOUT(later, 60000);
         QCOMPARE(fired.size(), 1);
     }
 
@@ -102,7 +104,7 @@ private Q_SLOTS:
         bool later = false;
         const auto after =
             loop.scheduleTimer(0.05, [&later](const RunLoopTimer *) { later = true; });
-        QTRY_VERIFY(later);
+        QTRY_VERIFY_WITH_TIMEOUT(later, 60000);
         QCOMPARE(fired, 0);
         invalidated->invalidate();
     }
@@ -116,7 +118,7 @@ private Q_SLOTS:
             timer.reset();
             fired = true;
         });
-        QTRY_VERIFY(fired);
+        QTRY_VERIFY_WITH_TIMEOUT(fired, 60000);
         QVERIFY(!timer);
     }
 
@@ -130,7 +132,7 @@ private Q_SLOTS:
         bool later = false;
         const auto after =
             loop.scheduleTimer(0.05, [&later](const RunLoopTimer *) { later = true; });
-        QTRY_VERIFY(later);
+        QTRY_VERIFY_WITH_TIMEOUT(later, 60000);
         QVERIFY(!early);
     }
 };

@@ -67,7 +67,7 @@ private Q_SLOTS:
         QFETCH(QString, url);
         QFETCH(QByteArray, argument);
         QVERIFY(workspace().openUrl(url));
-        QTRY_COMPARE(opened(), argument);
+        QTRY_COMPARE_WITH_TIMEOUT(opened(), argument, 60000);
         QVERIFY(m_log.isEmpty());
     }
 

@@ -184,7 +184,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!readPropertyList(bomb).ok());
-        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(timer.elapsed() < 30'000);
     }
 
     // Attributes are compared with each other, so many in one tag would take for ever.
@@ -206,7 +206,7 @@ private Q_SLOTS:
         timer.start();
         QCOMPARE(errorOf(before + "<plist" + attributes + "><true/></plist>"),
                  QStringLiteral("a tag is too long"));
-        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(timer.elapsed() < 30'000);
     }
 
     void aDocumentTypeOfManyDeclarationsIsRefusedAtOnce()
@@ -218,7 +218,7 @@ private Q_SLOTS:
         timer.start();
         QCOMPARE(errorOf("<!DOCTYPE plist [" + declarations + "]><plist><true/></plist>"),
                  QStringLiteral("the document type declares something"));
-        QVERIFY(timer.elapsed() < 5000);
+        QVERIFY(timer.elapsed() < 30'000);
     }
 
     void longTextsAndCommentsAreNoLongTags()

@@ -43,7 +43,7 @@ void ActivationRecorder::didActivateNotification(const UserNotification &notific
 QList<UserNotification> ActivationRecorder::waitFor(qsizetype count)
 {
     std::unique_lock guard(m_lock);
-    m_changed.wait_for(guard, 10s, [&] { return m_activations.size() >= count; });
+    m_changed.wait_for(guard, 60s, [&] { return m_activations.size() >= count; });
     return m_activations;
 }
 
@@ -88,7 +88,7 @@ ServerProcess::~ServerProcess()
 QByteArray ServerProcess::readLine()
 {
     while (!m_process.canReadLine()) {
-        if (!m_process.waitForReadyRead(10000))
+        if (!m_process.waitForReadyRead(60000))
             return QByteArray();
     }
     return m_process.readLine();
@@ -149,7 +149,7 @@ bool sleepUntil(const std::function<bool()> &condition, int seconds)
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
-        std::this_thread::sleep_for(100ms);
+        std::this_thread::sleep_for(100ms); // the program's main thread does so as well
     }
     return true;
 }
@@ -159,7 +159,7 @@ QString run(const QString &program, const QStringList &arguments)
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.start(program, arguments);
-    if (!process.waitForFinished(15000) || process.exitCode() != 0) {
+    if (!process.waitForFinished(60000) || process.exitCode() != 0) {
         QTest::qFail(qPrintable(program + QStringLiteral(" failed")), __FILE__, __LINE__);
         return QString();
     }
@@ -183,7 +183,7 @@ bool deliverFromKilledProcess()
 {
     QProcess process;
     process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--deliver-forever")});
-    const bool shown = process.waitForReadyRead(10000);
+    const bool shown = process.waitForReadyRead(60000);
     process.kill();
     process.waitForFinished();
     return shown;
@@ -200,8 +200,9 @@ int deliverForever()
     const auto center = NotificationTest::center(log);
     center->deliver(enrollNotification());
     const QString record = options().recordsDirectory + QStringLiteral("/notifications");
-    while (!QFile::exists(record))
-        std::this_thread::sleep_for(10ms);
+    // Nothing tells of it but the file itself.
+    if (!sleepUntil([&] { return QFile::exists(record); }))
+        return 1;
     std::puts("shown");
     std::fflush(stdout);
     // Until it is killed, or its parent has gone.

@@ -72,7 +72,7 @@ namespace NotificationTest {
 [[nodiscard]] QStringList identifiers(const QList<UserNotification> &notifications);
 
 /// Sleeps like the program's main thread, 0.1 s a time and no event loop, until `condition` holds.
-[[nodiscard]] bool sleepUntil(const std::function<bool()> &condition, int seconds = 10);
+[[nodiscard]] bool sleepUntil(const std::function<bool()> &condition, int seconds = 60);
 
 /// Output of a command that must succeed.
 [[nodiscard]] QString run(const QString &program, const QStringList &arguments);

@@ -17,7 +17,7 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         notifications->deliver(enrollNotification());
-        QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }, 6));
+        QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
         QVERIFY(notifications->scheduledNotifications().isEmpty());
         QVERIFY(log.contains(QStringLiteral("no session bus")));
         notifications->deliver(passwordNotification());
@@ -25,7 +25,7 @@ private Q_SLOTS:
         QVERIFY(notifications->scheduledNotifications().isEmpty());
         QVERIFY(log.contains(passwordNotification().identifier));
         notifications->removeAllDeliveredNotifications();
-        QVERIFY(clock.elapsed() < 5000);
+        QVERIFY(clock.elapsed() < 20000);
     }
 };
 

@@ -73,10 +73,10 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         notifications->removeDeliveredNotification(enrollNotification().identifier);
-        QVERIFY(clock.elapsed() < 1000);
+        QVERIFY(clock.elapsed() < 4900); // it does not wait for the answer itself
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
         QVERIFY(clock.elapsed() >= 4900);
-        QVERIFY(clock.elapsed() < 6000);
+        QVERIFY(clock.elapsed() < 20000); // before the bus gives the call up
         QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("did not confirm")); }));
     }
 
@@ -92,7 +92,7 @@ private Q_SLOTS:
         // On its way it counts as delivered, so that the program does not end meanwhile.
         QCOMPARE(notifications->deliveredNotifications().size(), 1);
         QVERIFY(sleepUntil([&] { return !notifications->scheduledNotifications().isEmpty(); }));
-        QVERIFY(clock.elapsed() < 7000);
+        QVERIFY(clock.elapsed() < 20000);
         QVERIFY(notifications->deliveredNotifications().isEmpty());
         QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("does not answer")); }));
 
@@ -115,9 +115,9 @@ private Q_SLOTS:
         clock.start();
         notifications->removeScheduledNotification(enrollNotification().identifier);
         notifications->removeDeliveredNotification(enrollNotification().identifier);
-        QVERIFY(clock.elapsed() < 1000);
+        QVERIFY(clock.elapsed() < 4900);
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
-        QVERIFY(clock.elapsed() < 7000);
+        QVERIFY(clock.elapsed() < 20000);
         QVERIFY(notifications->scheduledNotifications().isEmpty());
         // The limits of both calls end together; either may be told of.
         QVERIFY(sleepUntil([&] {
@@ -292,7 +292,8 @@ private Q_SLOTS:
                  QStringList{QStringLiteral("x")});
         // The server knows no such id and says so.
         notifications->removeDeliveredNotification(QStringLiteral("x"));
-        QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }, 3));
+        QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
+        QVERIFY2(!log.contains(QStringLiteral("did not confirm")), qPrintable(log.all()));
     }
 
 private:
