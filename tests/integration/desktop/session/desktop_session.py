@@ -158,7 +158,7 @@ class Session:
 
     def start_bus(self, *services):
         """A bus that can start these services: NAME=EXEC, or NAME alone for an installed one."""
-        folder = os.path.join(self.folder, "services")
+        folder = os.path.join(self.environment.get("XDG_DATA_HOME", self.folder), "dbus-1/services")
         os.makedirs(folder)
         for service in services:
             name, _, program = service.partition("=")
