@@ -36,10 +36,10 @@ private Q_SLOTS:
     {
         QProcess process;
         start(process, {});
-        QVERIFY(process.waitForFinished());
+        QVERIFY(process.waitForFinished(60000));
         QCOMPARE(process.exitCode(), 0);
         QCOMPARE(reports(), (QStringList{kPlainLaunch, kWillTerminate, kEnded}));
-        QVERIFY(!nameIsOwned());
+        QVERIFY(waitUntil([] { return !nameIsOwned(); }));
     }
 
     void clickStartsTheProgramWithItsNotification_data()
@@ -74,7 +74,7 @@ private Q_SLOTS:
                  QDBusMessage::ReplyMessage);
         QVERIFY(waitForReport(kEnded));
         QCOMPARE(reports(), (QStringList{kPlainLaunch, kWillTerminate, kEnded}));
-        QVERIFY(!nameIsOwned());
+        QVERIFY(waitUntil([] { return !nameIsOwned(); }));
     }
 
     void senselessCallIsRefusedAndTheNextOneServed_data()
@@ -116,7 +116,7 @@ private Q_SLOTS:
         QVERIFY(clock.elapsed() > 9000);
         QVERIFY(!reports().contains(kPlainLaunch));
         QVERIFY(!reports().contains(kWillTerminate));
-        QVERIFY(!nameIsOwned());
+        QVERIFY(waitUntil([] { return !nameIsOwned(); }));
     }
 
     void secondResidentProcessDoesNotRun()
@@ -130,7 +130,7 @@ private Q_SLOTS:
         QProcess second;
         start(second, {QStringLiteral("--enrollMenuExtra")});
         const qint64 secondPid = second.processId();
-        QVERIFY(second.waitForFinished());
+        QVERIFY(second.waitForFinished(60000));
         ::kill(static_cast<pid_t>(first.processId()), SIGCONT);
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(reports(secondPid),
@@ -138,7 +138,7 @@ private Q_SLOTS:
                               kEnded}));
         QCOMPARE(ownerPid(), first.processId());
         first.terminate();
-        QVERIFY(first.waitForFinished());
+        QVERIFY(first.waitForFinished(60000));
     }
 
     void residentProcessTakesOverFromOneStartedByAClick()
@@ -154,7 +154,7 @@ private Q_SLOTS:
         QCOMPARE(ownerPid(), tray.processId());
         QVERIFY(waitForReport(kEnded));
         tray.terminate();
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
     }
 
     void residentProcessTakesOverFromOneThatHangs()
@@ -174,7 +174,7 @@ private Q_SLOTS:
         QVERIFY(waitForReport(kEnded));
         QCOMPARE(reports(hanging).last(), kEnded);
         tray.terminate();
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
     }
 
     void activateBesideARunningProcessStartsAnother()
@@ -190,7 +190,7 @@ private Q_SLOTS:
         QCOMPARE(tray.state(), QProcess::Running);
         QCOMPARE(role(), QStringLiteral("tray"));
         tray.terminate();
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
     }
 
     void clickReachesTheRunningResidentProcess()
@@ -203,7 +203,7 @@ private Q_SLOTS:
         QVERIFY(waitForReport(report));
         QCOMPARE(reporter(report), tray.processId());
         tray.terminate();
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
     }
 
     void signalEndsTheProgramInOrder_data()
@@ -220,19 +220,19 @@ private Q_SLOTS:
         start(tray, {QStringLiteral("--enrollMenuExtra")});
         QVERIFY(waitForReport(kPlainLaunch));
         ::kill(static_cast<pid_t>(tray.processId()), number);
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
         QCOMPARE(tray.exitStatus(), QProcess::NormalExit);
         QCOMPARE(tray.exitCode(), 0);
         QCOMPARE(reports(),
                  (QStringList{kPlainLaunch, QStringLiteral("signal"), kWillTerminate, kEnded}));
-        QVERIFY(!nameIsOwned());
+        QVERIFY(waitUntil([] { return !nameIsOwned(); }));
     }
 
     void quitOfTheDesktopTellsTheDelegateOnce()
     {
         QProcess tray;
         start(tray, {QStringLiteral("--enrollMenuExtra"), QStringLiteral("--logout")});
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
         QCOMPARE(reports(), (QStringList{kPlainLaunch, kWillTerminate, kEnded}));
     }
 };

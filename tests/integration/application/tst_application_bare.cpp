@@ -24,7 +24,7 @@ private Q_SLOTS:
         start(tray, {QStringLiteral("--enrollMenuExtra")});
         QVERIFY(waitForReport(QStringLiteral("launched plainly")));
         tray.terminate();
-        QVERIFY(tray.waitForFinished());
+        QVERIFY(tray.waitForFinished(60000));
         QCOMPARE(tray.exitCode(), 0);
         checkReports();
         QVERIFY(reports().contains(QStringLiteral("will terminate")));
@@ -41,7 +41,7 @@ private Q_SLOTS:
         qputenv("WAYLAND_DISPLAY", "nothing");
         QProcess plain;
         start(plain, {});
-        QVERIFY(plain.waitForFinished());
+        QVERIFY(plain.waitForFinished(60000));
         qunsetenv("DISPLAY");
         qunsetenv("WAYLAND_DISPLAY");
         QCOMPARE(plain.exitStatus(), QProcess::NormalExit);

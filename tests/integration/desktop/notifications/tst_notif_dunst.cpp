@@ -105,7 +105,7 @@ private Q_SLOTS:
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
         QVERIFY(user.waitForFinished());
         QVERIFY(notifications->scheduledNotifications().isEmpty());
-        QVERIFY(log.contains(QStringLiteral("was closed, reason 2")));
+        QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("was closed, reason 2")); }));
     }
 
     void whatAKilledServerShowedIsGoneAndNotSentAgain()

@@ -19,7 +19,7 @@ private Q_SLOTS:
         notifications->deliver(enrollNotification());
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
         QVERIFY(notifications->scheduledNotifications().isEmpty());
-        QVERIFY(log.contains(QStringLiteral("no session bus")));
+        QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("no session bus")); }));
         notifications->deliver(passwordNotification());
         QVERIFY(notifications->deliveredNotifications().isEmpty());
         QVERIFY(notifications->scheduledNotifications().isEmpty());

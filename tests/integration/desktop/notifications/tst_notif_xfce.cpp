@@ -70,7 +70,7 @@ private Q_SLOTS:
         popup.clickBody();
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
         QVERIFY(notifications->scheduledNotifications().isEmpty());
-        QVERIFY(log.contains(QStringLiteral("was closed, reason 2")));
+        QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("was closed, reason 2")); }));
         QVERIFY(!log.contains(QStringLiteral("was activated")));
     }
 
