@@ -82,7 +82,7 @@ class ControlTest(unittest.TestCase):
 
     def run_raw(self, *arguments, **options):
         return subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, capture_output=True,
-                              timeout=60, env=ENVIRONMENT, **options)
+                              timeout=120, env=ENVIRONMENT, **options)
 
     def run_on_files(self, *arguments, defaults=None):
         return self.run_raw(*arguments, "--ldif", self.ldif, "--defaults",
@@ -122,7 +122,7 @@ class ControlTest(unittest.TestCase):
     def test_a_full_disk_is_a_failure(self):
         with open("/dev/full", "wb") as full:
             done = subprocess.run([PROGRAM, "--help"], stdout=full, stderr=subprocess.PIPE,
-                                  env=ENVIRONMENT, timeout=60)
+                                  env=ENVIRONMENT, timeout=120)
         self.assert_failed(done, 1, "cannot be written")
 
     # Secrets
@@ -136,7 +136,7 @@ class ControlTest(unittest.TestCase):
         password = bytes.fromhex(case["password_utf16le"]).decode("utf-16-le")
         done = subprocess.run([PROGRAM, "offline", "dcc2", "--user", case["user"], "--iterations",
                                str(case["iterations"])], input=(password + "\n").encode(),
-                              capture_output=True, timeout=60, env=ENVIRONMENT)
+                              capture_output=True, timeout=120, env=ENVIRONMENT)
         self.assertEqual((done.returncode, done.stdout.decode()), (0, case["hash"] + "\n"), done.stderr)
 
     def test_a_terminal_prompts_and_does_not_echo(self):
@@ -360,7 +360,7 @@ class ControlTest(unittest.TestCase):
             ["unshare", "-m" if os.geteuid() == 0 else "-rm", "sh", "-c", script, "sh", program,
              "discover", "--ldif", self.ldif, "--defaults",
              self.plist("verbose.plist", {"LogLevel": 2})],
-            stdin=subprocess.DEVNULL, capture_output=True, timeout=60, env=ENVIRONMENT)
+            stdin=subprocess.DEVNULL, capture_output=True, timeout=120, env=ENVIRONMENT)
         self.assertEqual(done.returncode, 0, done)
         return done.stdout.decode()
 

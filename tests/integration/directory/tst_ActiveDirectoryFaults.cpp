@@ -34,11 +34,11 @@ private Q_SLOTS:
         TestRelay silent(Address, 0, 0, TestRelay::AtLimit::Stall);
         DirectorySettings settings;
         settings.servers = {{Host, silent.port()}, {Host, 0}};
-        const auto node = SambaEnvironment::makeNode(settings, 16s);
+        const auto node = SambaEnvironment::makeNode(settings, 10s);
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(count(*node, userQuery(QStringLiteral("jdoe"))), 1);
-        QVERIFY(timer.elapsed() < 16000);
+        QVERIFY(timer.elapsed() < 10000);
         QVERIFY(silent.connections() > 0);
         QVERIFY(SambaEnvironment::takeLog().join(u' ').contains(
             QStringLiteral("%1:%2").arg(Host).arg(silent.port())));
@@ -105,7 +105,7 @@ private Q_SLOTS:
         QVERIFY(timer.elapsed() < 15000);
 
         settings.globalCatalogs = {{Host, relay.port()}, {Host, 0}};
-        const auto other = SambaEnvironment::makeNode(settings, 20s);
+        const auto other = SambaEnvironment::makeNode(settings, 12s);
         QCOMPARE(count(*other, keywordQuery(ManyService)), 600);
     }
 

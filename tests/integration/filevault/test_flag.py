@@ -78,7 +78,7 @@ class Flag(unittest.TestCase):
             options = {"user": account.pw_uid, "group": account.pw_gid,
                        "extra_groups": [self.projects] if account is self.user else []}
         done = subprocess.run([PROGRAM, "flag", *arguments], capture_output=True, text=True, cwd="/",
-                              env=ENVIRONMENT, timeout=60, **options)
+                              env=ENVIRONMENT, timeout=120, **options)
         return done.returncode, done.stdout, done.stderr
 
     def set_flag(self, name="ssit-jdoe"):

@@ -75,7 +75,7 @@ class LogonSettings(unittest.TestCase):
     def probe(self, action, account=None):
         options = {} if account is None else {"user": account.pw_uid, "group": account.pw_gid, "extra_groups": []}
         done = subprocess.run([PROBE, self.root, self.root / "directory.ldif", action], capture_output=True,
-                              text=True, cwd="/", timeout=60, **options)
+                              text=True, cwd="/", timeout=120, **options)
         self.assertEqual(done.returncode, 0, done.stderr)
         return json.loads(done.stdout), done.stderr
 
