@@ -204,7 +204,8 @@ def processes(secret=None):
     found = set()
     for folder in pathlib.Path("/proc").glob("[0-9]*"):
         with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-            if secret is None or secret in (folder / "cmdline").read_text(errors="replace"):
+            arguments = (folder / "cmdline").read_text(errors="replace") # empty once it has ended
+            if arguments and (secret is None or secret in arguments):
                 found.add(int(folder.name))
     return found
 
