@@ -17,6 +17,8 @@ AGENT = PLACE / "zevrikselfservice"
 GRANTS = PLACE / "grants"
 ANSWER = PLACE / "answer"
 HELD = PLACE / "held"
+STATE = PLACE / "state"
+INITIAL_STATE = {"disk": "On", "token": "ENABLED", "passphrase": ADMIN_PASSWORD}
 AT_WORK = PLACE / "at-work"
 CLOCK_LIBRARY = PLACE / "libturned_clock.so" # without it the agent's timers run in real time
 PROMPT = "Your disk still knows the old password"
@@ -61,11 +63,11 @@ keywords: FileVaultSyncPrompt.RemindLaterIntervalMins=30
 WAIT = f"""while [ "$(cat {HELD})" = "${{0##*/}} $1" ]; do echo >{AT_WORK}; sleep 0.05; done
 """
 TOOLS = {
-    "/usr/bin/fdesetup": "echo 'FileVault is On.'",
+    "/usr/bin/fdesetup": f"echo FileVault is $(cat {STATE}/disk).",
     "/usr/sbin/diskutil": WAIT + f"""[ "$(id -u)" = 0 ] || {{ echo 'Error: not root'; exit 1; }}
-[ "$8" = '{ADMIN_PASSWORD}' ] && echo 'Passphrase valid' || echo 'Error unlocking'""",
+[ "$8" = "$(cat {STATE}/passphrase)" ] && echo 'Passphrase valid' || echo 'Error unlocking'""",
     "/usr/sbin/sysadminctl": WAIT + f"""case $1 in
--secureTokenStatus) echo "Secure token is ENABLED for user $2" >&2;;
+-secureTokenStatus) echo "Secure token is $(cat {STATE}/token) for user $2" >&2;;
 -secureTokenOn) python3 -c 'import json, sys; print(json.dumps(sys.argv[1:]))' "$@" >>{GRANTS}; cat {ANSWER} >&2;;
 esac""",
 }
@@ -125,6 +127,10 @@ def outside(binary, script, *arguments):
     for path in (GRANTS, ANSWER, HELD, AT_WORK):
         path.touch()
         path.chmod(0o666)
+    STATE.mkdir()
+    for name, value in INITIAL_STATE.items():
+        (STATE / name).write_text(value)
+        (STATE / name).chmod(0o666)
     for folder in ("/etc", "/usr/bin", "/usr/sbin", "/var"):
         cover(folder)
     mount("-t", "tmpfs", "-o", "mode=0755", "tmpfs", "/run") # sudo's records

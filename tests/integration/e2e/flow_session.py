@@ -103,6 +103,11 @@ class User:
         wait_for("the keyboard", lambda: ask("xdotool", "getwindowfocus").strip() == window)
         return window
 
+    def back_in(self, window):
+        """An alert above the window is closed: the window has the keyboard again."""
+        wait_for("the alert to close", lambda: self.windows() == [window])
+        wait_for("the keyboard", lambda: ask("xdotool", "getwindowfocus").strip() == window)
+
     def press(self, *keys):
         subprocess.run(["xdotool", "key", "--clearmodifiers", *keys], check=True)
 
