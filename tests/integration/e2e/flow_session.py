@@ -173,8 +173,12 @@ class Session(User):
     def shown(self):
         return displayed()
 
-    def ends(self, what, status=0):
-        check(self.agent.wait(60) == status, what)
+    def exit_status(self):
+        wait_for("the agent to end", lambda: self.agent.poll() is not None)
+        return self.agent.returncode
+
+    def ends(self, what):
+        check(self.exit_status() == 0, what)
         wait_for("an empty screen", lambda: self.shown() == 0)
         check(self.errors.read_text() == "", "nothing was complained about")
 
