@@ -1,5 +1,6 @@
-/* Preloaded, lets the monotonic clock of a program run ahead by what another process writes into the file that
- * TURNED_CLOCK names: one 64-bit number of seconds. Timers are looked at again when the program next wakes. */
+/* Preloaded, lets the monotonic clock of a program run ahead by what another process writes into
+ * the file that TURNED_CLOCK names: one 64-bit number of seconds. Timers are looked at again when
+ * the program next wakes. */
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <stdint.h>
