@@ -160,7 +160,8 @@ class Session(User):
             ahead = int.from_bytes(file.read(8), "little") + seconds
             file.seek(0)
             file.write(ahead.to_bytes(8, "little"))
-        call_agent("org.freedesktop.DBus.Properties.Get", BUS_NAME + ".Process", "Role")
+        # It may end at what it sees there, and leave the call without an answer.
+        try_call("org.freedesktop.DBus.Properties.Get", BUS_NAME + ".Process", "Role")
 
     def __enter__(self):
         return self
@@ -185,6 +186,45 @@ class Session(User):
     def stop(self, what):
         self.agent.send_signal(signal.SIGTERM)
         self.ends(what)
+
+
+class Tool:
+    """A disk encryption tool that stays at work until it is let go."""
+
+    def __init__(self, command):
+        AT_WORK.write_text("")
+        HELD.write_text(command)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.let_go()
+
+    def wait(self):
+        wait_for("the tool", AT_WORK.read_text)
+
+    def let_go(self):
+        HELD.write_text("")
+
+
+def nobody_is_left(before):
+    """Nor is a password in anybody's arguments."""
+    wait_for("the tools to end", lambda: not processes() - before)
+    for secret in (PASSWORD, ADMIN_PASSWORD):
+        check(not processes(secret), "no process has a password in its arguments")
+
+
+def try_call(method, *arguments):
+    return subprocess.run(["gdbus", "call", "--session", "--dest", BUS_NAME, "--object-path", BUS_OBJECT,
+                           "--method", method, *arguments], text=True, capture_output=True)
+
+
+def call_agent(method, *arguments):
+    done = try_call(method, *arguments)
+    if done.returncode != 0:
+        check(False, f"the agent answers {method}: {done.stderr}")
+    return done.stdout
 
 
 class Tool:
