@@ -100,6 +100,13 @@ class DomainNames(unittest.TestCase):
         self.assertEqual((STANDIN / "received").read_text(), f"{SECRET}\nNew-Secret1\n")
         self.assertEqual((STANDIN / "users").read_text().splitlines()[-1].split(",")[0], JANE)
 
+    def test_a_name_with_a_backslash_adds_nobody_anew(self):
+        # The script waits for a prompt without it, for ten seconds each time, and what was printed
+        # meanwhile is not kept.
+        self.assertEqual(self.ask("readd", user=JANE, admin=ADMINISTRATORS[1]), (False, ""))
+        self.assertEqual((STANDIN / "users").read_text().splitlines(),
+                         [f"{name},{IDENTIFIER}" for name in ADMINISTRATORS])
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)

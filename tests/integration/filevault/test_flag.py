@@ -168,7 +168,7 @@ class Flag(unittest.TestCase):
 
     def test_a_group_that_the_user_is_not_in_stays(self):
         for group in (self.other.pw_gid, 0):
-            self.make_file(plistlib.dumps(VALUES), 0o640, group=group)
+            self.make_file(plistlib.dumps(VALUES, fmt=plistlib.FMT_BINARY), 0o640, group=group)
             self.assert_set()
             self.assertEqual(plistlib.loads(self.file.read_bytes()), VALUES | {"PasswordChanged": True})
             self.assertEqual(self.state(self.file), ("0o640", self.user.pw_uid, group))
@@ -358,7 +358,8 @@ class Flag(unittest.TestCase):
 
     def test_a_reset_gives_a_file_of_another_group_back_to_the_users_own(self):
         for group in (self.other.pw_gid, 0):
-            self.make_file(plistlib.dumps(VALUES | {"PasswordChanged": True}), 0o640, group=group)
+            contents = plistlib.dumps(VALUES | {"PasswordChanged": True}, fmt=plistlib.FMT_BINARY)
+            self.make_file(contents, 0o640, group=group)
             self.assertEqual(self.run_as(self.user, "reset"), (0, "The flag is not set.\n", ""))
             self.assertEqual(plistlib.loads(self.file.read_bytes()), VALUES | {"PasswordChanged": False})
             self.assertEqual(self.state(self.file), self.users(0o600))
