@@ -16,7 +16,9 @@ constexpr auto unchanged = static_cast<uid_t>(-1);
 /// Also for a file that is not open for anything. False with errno set.
 bool own(int file, uid_t user, gid_t group)
 {
-    return ::fchownat(file, "", user, group, AT_EMPTY_PATH) == 0;
+    if (::fchown(file, user, group) == 0)
+        return true;
+    return errno == EBADF && ::fchownat(file, "", user, group, AT_EMPTY_PATH) == 0;
 }
 
 /// The same.
