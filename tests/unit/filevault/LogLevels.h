@@ -39,7 +39,7 @@ inline void compareAtEveryLevel(ToolFixture &tools, const LoggedCall &call)
             if (each.level <= level)
                 expected.append(each.line);
         }
-        QCOMPARE(tools.lines(), expected);
+        QCOMPARE(tools.linesWithLookUp(), expected);
         // Those of the runner, and the tracing.
         const QStringList all = tools.log->lines();
         QCOMPARE(all.filter(QStringLiteral("[Info]: Executing: ")).size(),
