@@ -29,7 +29,8 @@ class DomainNames(unittest.TestCase):
                              for number, name in enumerate(names, 7401))
         with open("/etc/shadow", "a", encoding="ascii") as passwords:
             passwords.writelines(f"{name}:*:19000:0:99999:7:::\n" for name in names)
-        subprocess.run(["chpasswd", "-c", "SHA256"], input="".join(f"{name}:{SECRET}\n" for name in names), check=True, text=True)
+        subprocess.run(["chpasswd", "-c", "SHA256"], check=True, text=True,
+                       input="".join(f"{name}:{SECRET}\n" for name in names))
         groups = pathlib.Path("/etc/group").read_text(encoding="utf-8").splitlines()
         members = ",".join(ADMINISTRATORS)
         groups = [line + ("" if line.endswith(":") else ",") + members if line.startswith("sudo:") else line
