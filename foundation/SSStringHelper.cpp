@@ -7,11 +7,6 @@ CharacterSet whitespaceAndNewlineCharacterSet()
     return [](QChar c) { return c.isSpace(); };
 }
 
-CharacterSet characterSetWithCharactersInString(const QString &characters)
-{
-    return [characters](QChar c) { return characters.contains(c); };
-}
-
 QString stringWithRepeatString(const QString &string, int times)
 {
     return times > 0 ? string.repeated(times) : QString();

@@ -13,8 +13,6 @@ using CharacterSet = std::function<bool(QChar)>;
 
 /// White space and line breaks, those of Unicode beyond ASCII included.
 [[nodiscard]] CharacterSet whitespaceAndNewlineCharacterSet();
-/// The characters of `characters`.
-[[nodiscard]] CharacterSet characterSetWithCharactersInString(const QString &characters);
 
 /// `string` written `times` times; empty for zero and below.
 [[nodiscard]] QString stringWithRepeatString(const QString &string, int times);
