@@ -1,5 +1,7 @@
 #include "platform/linux/application/DisplayProbe.h"
 
+#include "platform/linux/posix/Descriptor.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -12,7 +14,6 @@
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 #include <xcb/xcb.h>
 
 namespace {
@@ -62,13 +63,9 @@ bool reachesWayland()
     if (name.size() >= static_cast<qsizetype>(sizeof address.sun_path))
         return false;
     std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
-    const int probe = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (probe < 0)
-        return false;
-    const bool reached =
-        ::connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-    ::close(probe);
-    return reached;
+    const Descriptor probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    return probe.isOpen() && ::connect(probe.number(), reinterpret_cast<const sockaddr *>(&address),
+                                       sizeof address) == 0;
 }
 
 bool reachesX11()
