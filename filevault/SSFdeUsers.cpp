@@ -86,6 +86,7 @@ std::optional<QSet<QString>> SSFdeUsers::parse(const QString &result,
         return std::nullopt;
     }
     QSet<QString> users;
+    QSet<QString> shown;
     for (const QStringView line : lines(result)) {
         // None can be a match without one, and a match takes a copy.
         if (!line.contains(QLatin1Char(',')))
@@ -93,11 +94,15 @@ std::optional<QSet<QString>> SSFdeUsers::parse(const QString &result,
         const QRegularExpressionMatch match = expression.match(line.toString());
         if (!match.hasMatch() || !match.hasCaptured(1))
             continue;
-        const QString name = match.captured(1).toLower();
+        const QString captured = match.captured(1);
+        const QString name = captured.toLower();
+        // Before its letters change as well as after: either may be what a password is.
+        const QString shownName = passwords.masked(passwords.masked(captured).toLower());
         if (users.contains(name))
-            SSLog(2, SSMessageType::Info, "user '%@' already exists in set: %@",
-                  passwords.masked(name), passwords.masked(printed(users)));
+            SSLog(2, SSMessageType::Info, "user '%@' already exists in set: %@", shownName,
+                  passwords.masked(printed(shown)));
         users.insert(name);
+        shown.insert(shownName);
     }
     if (users.isEmpty()) {
         SSLog(1, SSMessageType::Error, "Unable find secure token users using fdesetup. Log: %@",

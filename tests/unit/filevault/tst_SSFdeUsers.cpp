@@ -206,13 +206,25 @@ private Q_SLOTS:
         QVERIFY(users.isSecureTokenUserWithName(QStringLiteral("secret")));
         QVERIFY2(!m_tools->log->lines().join(QString()).contains(QLatin1String("secret")),
                  qPrintable(m_tools->log->lines().join(QLatin1Char('\n'))));
-        QVERIFY(m_tools->lines().contains(
-            QStringLiteral("[Info]: user '********' already exists in set: {(\n    ********\n)}")));
+        QVERIFY(m_tools->lines().contains(QStringLiteral(
+            "[Info]: user '********' already exists in set: {(\n    \"********\"\n)}")));
 
         m_tools->log->clear();
         m_tools->print("wrong: secret\r\n");
         const SSFdeUsers none(QStringLiteral("boss"), *password("secret"));
         QCOMPARE(m_tools->lines().last(), noUsers + QStringLiteral("wrong: ********\r\n"));
+    }
+
+    void aPasswordOfMixedCaseIsNotLoggedAsALowerCaseName()
+    {
+        m_tools->print("Secret,ABCDEF01-2345-6789-ABCD-EF0123456789\r\n"
+                       "Secret,ABCDEF01-2345-6789-ABCD-EF0123456789\r\n");
+        const SSFdeUsers users(QStringLiteral("boss"), *password("Secret"));
+        QVERIFY(users.isSecureTokenUserWithName(QStringLiteral("secret")));
+        const QString log = m_tools->log->lines().join(QLatin1Char('\n'));
+        QVERIFY2(!log.contains(QLatin1String("secret"), Qt::CaseInsensitive), qPrintable(log));
+        QVERIFY(m_tools->lines().contains(QStringLiteral(
+            "[Info]: user '********' already exists in set: {(\n    \"********\"\n)}")));
     }
 };
 
