@@ -13,20 +13,13 @@
 
 namespace {
 
-bool isLineEnd(QChar character)
-{
-    const char16_t code = character.unicode();
-    return (code >= u'\n' && code <= u'\r') || code == u'\x85' || code == u'\x2028' ||
-           code == u'\x2029';
-}
-
 /// Looked at where they are: the output of a failed attempt may show a password.
 QList<QStringView> lines(QStringView text)
 {
     QList<QStringView> result;
     qsizetype start = 0;
     for (qsizetype i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && !isLineEnd(text[i]))
+        if (i < text.size() && !SSHelper::isLineEnd(text[i]))
             continue;
         result.append(text.sliced(start, i - start));
         start = i + 1;
@@ -53,6 +46,8 @@ void SSFdeUsers::retreiveSecureTokenUsersWithAdminUserName(const QString &adminU
                                                            const SSSecureData &password)
 {
     const SSToolPassword decoded(password);
+    if (!decoded.isText())
+        return;
     SSPasswordMask mask;
     mask.add(decoded.text(), decoded.escaped());
     const SSToolAnswer answer = SSToolAnswer::ofScript(

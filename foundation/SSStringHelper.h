@@ -11,6 +11,9 @@ namespace SSHelper {
 /// Which UTF-16 units belong to a set.
 using CharacterSet = std::function<bool(QChar)>;
 
+/// Whether the character ends a line, those of Unicode beyond ASCII included.
+[[nodiscard]] bool isLineEnd(QChar character);
+
 /// White space and line breaks, those of Unicode beyond ASCII included.
 [[nodiscard]] CharacterSet whitespaceAndNewlineCharacterSet();
 

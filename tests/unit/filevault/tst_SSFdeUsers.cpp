@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <array>
+
 namespace {
 
 const QString noUsers =
@@ -213,6 +215,17 @@ private Q_SLOTS:
         m_tools->print("wrong: secret\r\n");
         const SSFdeUsers none(QStringLiteral("boss"), *password("secret"));
         QCOMPARE(m_tools->lines().last(), noUsers + QStringLiteral("wrong: ********\r\n"));
+    }
+
+    void aPasswordOfHalfACharacterReachesNoTool()
+    {
+        m_tools->print("jdoe,11111111-2222-3333-4444-555555555555\n");
+        const std::array bytes{std::byte{0x70}, std::byte{0}, std::byte{0x31}};
+        const SSFdeUsers users(QStringLiteral("boss"),
+                               *SSSecureData::dataWithBytes(bytes.data(), bytes.size()));
+        QCOMPARE(users.secureTokenUsers(), std::nullopt);
+        QCOMPARE(m_tools->lines(), QStringList(QStringLiteral("[Error]: The password for a tool is "
+                                                              "not UTF-16 text.")));
     }
 
     void aPasswordOfMixedCaseIsNotLoggedAsALowerCaseName()
