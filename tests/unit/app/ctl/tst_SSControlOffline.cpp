@@ -217,7 +217,7 @@ private Q_SLOTS:
         QTest::newRow("too large") << QStringList{u"parse"_s, u"--random"_s, u"4294967296"_s}
                                    << u"--random is no number of 32 bits"_s;
         for (const QString &text :
-             {u"0x0x10"_s, u"0x"_s, u"0x+1"_s, u"+1"_s, u" 1"_s, u"f"_s, u""_s, u"0x100000000"_s})
+             {u"0x0x10"_s, u"0x"_s, u"0x+1"_s, u"+1"_s, u" 1"_s, u"f"_s, u"0x100000000"_s})
             QTest::newRow(qPrintable(u"not a number: "_s + text))
                 << QStringList{u"parse"_s, u"--random"_s, text}
                 << u"--random is no number of 32 bits"_s;
