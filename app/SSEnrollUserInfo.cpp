@@ -14,12 +14,6 @@ namespace {
 const QString needPssEnrollKey = QStringLiteral("NeedPssEnroll");
 const QString getPssDataErrorKey = QStringLiteral("GetPssDataError");
 
-bool isNewline(QChar c)
-{
-    const char16_t u = c.unicode();
-    return (u >= 0x0a && u <= 0x0d) || u == 0x85 || u == 0x2028 || u == 0x2029;
-}
-
 QString normalisedKey(const QString &key)
 {
     return SSHelper::stringByTrimmingWhitespaceAndNewlineCharacters(key).toLower();
@@ -99,7 +93,7 @@ void SSEnrollUserInfo::parseResult(const std::optional<QString> &text)
     const QString all = text.value_or(QString());
     for (qsizetype start = 0; start < all.size();) {
         qsizetype end = start;
-        while (end < all.size() && !isNewline(all.at(end)))
+        while (end < all.size() && !SSHelper::isLineEnd(all.at(end)))
             ++end;
         const QString line = all.mid(start, end - start);
         start = end + 1;

@@ -13,20 +13,13 @@
 
 namespace {
 
-bool isLineEnd(QChar character)
-{
-    const char16_t code = character.unicode();
-    return (code >= u'\n' && code <= u'\r') || code == u'\x85' || code == u'\x2028' ||
-           code == u'\x2029';
-}
-
 /// Looked at where they are: the output of a failed attempt may show a password.
 QList<QStringView> lines(QStringView text)
 {
     QList<QStringView> result;
     qsizetype start = 0;
     for (qsizetype i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && !isLineEnd(text[i]))
+        if (i < text.size() && !SSHelper::isLineEnd(text[i]))
             continue;
         result.append(text.sliced(start, i - start));
         start = i + 1;
@@ -53,6 +46,8 @@ void SSFdeUsers::retreiveSecureTokenUsersWithAdminUserName(const QString &adminU
                                                            const SSSecureData &password)
 {
     const SSToolPassword decoded(password);
+    if (!decoded.isText())
+        return;
     SSPasswordMask mask;
     mask.add(decoded.text(), decoded.escaped());
     const SSToolAnswer answer = SSToolAnswer::ofScript(
@@ -86,6 +81,7 @@ std::optional<QSet<QString>> SSFdeUsers::parse(const QString &result,
         return std::nullopt;
     }
     QSet<QString> users;
+    QSet<QString> shown;
     for (const QStringView line : lines(result)) {
         // None can be a match without one, and a match takes a copy.
         if (!line.contains(QLatin1Char(',')))
@@ -93,11 +89,15 @@ std::optional<QSet<QString>> SSFdeUsers::parse(const QString &result,
         const QRegularExpressionMatch match = expression.match(line.toString());
         if (!match.hasMatch() || !match.hasCaptured(1))
             continue;
-        const QString name = match.captured(1).toLower();
+        const QString captured = match.captured(1);
+        const QString name = captured.toLower();
+        // Before its letters change as well as after: either may be what a password is.
+        const QString shownName = passwords.masked(passwords.masked(captured).toLower());
         if (users.contains(name))
-            SSLog(2, SSMessageType::Info, "user '%@' already exists in set: %@",
-                  passwords.masked(name), passwords.masked(printed(users)));
+            SSLog(2, SSMessageType::Info, "user '%@' already exists in set: %@", shownName,
+                  passwords.masked(printed(shown)));
         users.insert(name);
+        shown.insert(shownName);
     }
     if (users.isEmpty()) {
         SSLog(1, SSMessageType::Error, "Unable find secure token users using fdesetup. Log: %@",

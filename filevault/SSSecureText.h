@@ -1,6 +1,6 @@
 #pragma once
 
-#include "security/SSSecureMemory.h"
+#include "security/SSUtf16.h"
 
 #include <cstddef>
 #include <span>
@@ -17,13 +17,12 @@ public:
 
     /// Puts `inserted` in the place of the `count` units at `position`.
     void replace(std::size_t position, std::size_t count, std::u16string_view inserted);
-    void clear() { Units().swap(m_text); }
+    void clear() { SSUtf16::Text().swap(m_text); }
 
-    /// UTF-16 little-endian; half a unit at the end is left out.
-    void setBytes(std::span<const std::byte> bytes);
+    /// UTF-16 little-endian. False, and an empty text, for what has half a unit at the end.
+    [[nodiscard]] bool setBytes(std::span<const std::byte> bytes);
     [[nodiscard]] std::vector<std::byte, SSSecureAllocator<std::byte>> bytes() const;
 
 private:
-    using Units = std::vector<char16_t, SSSecureAllocator<char16_t>>;
-    Units m_text;
+    SSUtf16::Text m_text;
 };

@@ -1,6 +1,7 @@
 #include "filevault/SSSecureTextField.h"
 
 #include "filevault/SSSecureText.h"
+#include "foundation/SSLogger.h"
 #include "security/SSSecure.h"
 #include "security/SSSecureData.h"
 #include "security/SSSecureMemory.h"
@@ -98,7 +99,8 @@ std::shared_ptr<SSSecureData> SSSecureTextField::secureText() const
 
 void SSSecureTextField::setSecureText(const SSSecureData *text)
 {
-    m_secret->setBytes(text ? text->data() : std::span<const std::byte>());
+    if (!m_secret->setBytes(text ? text->data() : std::span<const std::byte>()))
+        SSLog(1, SSMessageType::Error, "The password for a text field is not UTF-16 text.");
     showPlaceHolders(m_secret->size());
 }
 

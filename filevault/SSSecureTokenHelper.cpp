@@ -25,6 +25,8 @@ struct UpdatePasswords
         mask.add(admin.text(), admin.escaped());
     }
 
+    [[nodiscard]] bool areText() const { return user.isText() && admin.isText(); }
+
     const SSToolPassword user;
     const SSToolPassword admin;
     SSPasswordMask mask;
@@ -138,6 +140,8 @@ bool SSSecureTokenHelper::verifyDiskPasswordWithAdminUserName(
     }
 
     const SSToolPassword decoded(password);
+    if (!decoded.isText())
+        return false;
     SSPasswordMask mask;
     mask.add(decoded.text(), decoded.escaped());
     const SSToolAnswer answer = SSToolAnswer::ofScript(
@@ -161,6 +165,8 @@ bool SSSecureTokenHelper::secureTokenOnWithUserName(const QString &userName,
                                                     std::optional<QString> &alertMessage)
 {
     const UpdatePasswords passwords(password, adminPassword);
+    if (!passwords.areText())
+        return false;
     const SSToolAnswer answer(accountTool,
                               {QStringLiteral("-secureTokenOn"), userName,
                                QStringLiteral("-password"), passwords.user.text(),
@@ -187,6 +193,8 @@ bool SSSecureTokenHelper::updateFdeUserWithUserName(const QString &userName,
                                                     std::optional<QString> &alertMessage)
 {
     const UpdatePasswords passwords(password, adminPassword);
+    if (!passwords.areText())
+        return false;
     const SSToolAnswer answer = SSToolAnswer::ofScript(
         SSToolScripts::readdFdeUser(
             SSHelper::stringEscapedToShell(userName), passwords.user.escaped(),

@@ -1,19 +1,21 @@
 #include "filevault/SSToolCommand.h"
 
 #include "foundation/SSCommandLine.h"
+#include "foundation/SSLogger.h"
 #include "foundation/SSStringHelper.h"
 #include "security/SSSecure.h"
 #include "security/SSSecureData.h"
+#include "security/SSUtf16.h"
 
 SSToolPassword::SSToolPassword(const SSSecureData &password)
-    : m_text(static_cast<qsizetype>(password.length() / 2), Qt::Uninitialized)
 {
-    const auto bytes = password.data();
-    QChar *characters = m_text.data();
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        *characters++ = QChar(static_cast<char16_t>(std::to_integer<unsigned>(bytes[i]) |
-                                                    std::to_integer<unsigned>(bytes[i + 1]) << 8U));
+    const auto decoded = SSUtf16::decoded(password.data());
+    m_isText = decoded.has_value();
+    if (!decoded) {
+        SSLog(1, SSMessageType::Error, "The password for a tool is not UTF-16 text.");
+        return;
     }
+    m_text = QStringView(decoded->data(), static_cast<qsizetype>(decoded->size())).toString();
     m_escaped = SSHelper::stringEscapedToShell(m_text);
 }
 

@@ -15,18 +15,20 @@ class SSSecureData;
 class SSToolPassword
 {
 public:
-    /// `password` is text in UTF-16 little-endian.
+    /// `password` is text in UTF-16 little-endian; what is not is logged, and no tool may get it.
     explicit SSToolPassword(const SSSecureData &password);
     ~SSToolPassword();
     SSToolPassword(const SSToolPassword &) = delete;
     SSToolPassword &operator=(const SSToolPassword &) = delete;
 
+    [[nodiscard]] bool isText() const { return m_isText; }
     [[nodiscard]] const QString &text() const { return m_text; }
     [[nodiscard]] const QString &escaped() const { return m_escaped; }
 
 private:
     QString m_text;
     QString m_escaped;
+    bool m_isText = false;
 };
 
 /// What a tool answered. Success is judged by the output as it is, which is wiped at the end;

@@ -252,11 +252,3 @@ QString SSFormat::description(const QStringList &list)
 {
     return printed(QVariant(list));
 }
-
-QVariant SSFormat::dictionary(const QMap<QString, QString> &map)
-{
-    QVariantMap result;
-    for (auto it = map.cbegin(); it != map.cend(); ++it)
-        result.insert(it.key(), it.value());
-    return result;
-}

@@ -77,6 +77,5 @@ template<typename... Arguments>
 /// plain.
 [[nodiscard]] QString description(const QVariant &value);
 [[nodiscard]] QString description(const QStringList &list);
-[[nodiscard]] QVariant dictionary(const QMap<QString, QString> &map);
 
 } // namespace SSFormat

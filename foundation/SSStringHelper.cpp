@@ -2,14 +2,16 @@
 
 namespace SSHelper {
 
+bool isLineEnd(QChar character)
+{
+    const char16_t code = character.unicode();
+    return (code >= u'\n' && code <= u'\r') || code == u'\x85' || code == u'\x2028' ||
+           code == u'\x2029';
+}
+
 CharacterSet whitespaceAndNewlineCharacterSet()
 {
     return [](QChar c) { return c.isSpace(); };
-}
-
-CharacterSet characterSetWithCharactersInString(const QString &characters)
-{
-    return [characters](QChar c) { return characters.contains(c); };
 }
 
 QString stringWithRepeatString(const QString &string, int times)

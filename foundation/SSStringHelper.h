@@ -11,10 +11,11 @@ namespace SSHelper {
 /// Which UTF-16 units belong to a set.
 using CharacterSet = std::function<bool(QChar)>;
 
+/// Whether the character ends a line, those of Unicode beyond ASCII included.
+[[nodiscard]] bool isLineEnd(QChar character);
+
 /// White space and line breaks, those of Unicode beyond ASCII included.
 [[nodiscard]] CharacterSet whitespaceAndNewlineCharacterSet();
-/// The characters of `characters`.
-[[nodiscard]] CharacterSet characterSetWithCharactersInString(const QString &characters);
 
 /// `string` written `times` times; empty for zero and below.
 [[nodiscard]] QString stringWithRepeatString(const QString &string, int times);

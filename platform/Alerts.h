@@ -37,6 +37,7 @@ public:
     virtual ~ModalWindow() = default;
     /// Shows the window and runs the event loop until it is answered; its result code.
     [[nodiscard]] virtual qint64 runModal() = 0;
+    /// Takes the window off the screen; nothing when it is not on it.
     virtual void close() = 0;
 };
 
@@ -71,9 +72,13 @@ class AlertWindow
 public:
     virtual ~AlertWindow() = default;
 
+    /// The first text. Empty without a call.
     virtual void setMessageText(const QString &text) = 0;
+    /// The text below it, which scrolls when it is long. Empty without a call.
     virtual void setInformativeText(const QString &text) = 0;
+    /// Chooses the icon where setIcon() gave none.
     virtual void setAlertStyle(AlertStyle style) = 0;
+    /// Absent: the icon of the style.
     virtual void setIcon(const std::optional<QImage> &icon) = 0;
 
     /// In the order in which they are added. A window without any gets one, "OK", with the tag
@@ -88,6 +93,7 @@ public:
     virtual void setAccessoryView(QWidget *view) = 0;
     /// Puts the texts, the view and the buttons in their places and their keyboard order.
     virtual void layout() = 0;
+    /// The view has the keyboard when the window is shown.
     virtual void makeFirstResponder(QWidget *view) = 0;
 
     /// Shows the window and runs a nested event loop until the session ends: the pressed button's

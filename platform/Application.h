@@ -15,11 +15,14 @@ struct LaunchNotice
     std::optional<UserNotification> userNotification;
 };
 
+/// Hears of the beginning and the end of the application's main loop. Main thread only.
 class ApplicationLifecycleDelegate
 {
 public:
     virtual ~ApplicationLifecycleDelegate() = default;
+    /// Once, from the running loop.
     virtual void applicationDidFinishLaunching(const LaunchNotice &notice) = 0;
+    /// Once, as the loop ends.
     virtual void applicationWillTerminate() = 0;
 };
 

@@ -62,6 +62,7 @@ public:
     /// neither waits for the other.
     [[nodiscard]] virtual ChildProcessResult writeInput(std::span<const std::byte> bytes) = 0;
 
+    /// Whether it was launched and has not exited. Does not wait.
     [[nodiscard]] virtual bool isRunning() = 0;
     /// Until the child has exited; its output is taken meanwhile, however much it prints.
     virtual void waitUntilExit() = 0;
@@ -70,8 +71,9 @@ public:
     /// and what that prints later is lost.
     [[nodiscard]] virtual Result<ChildProcessOutput, ChildProcessError> readOutput() = 0;
 
-    /// SIGTERM and SIGINT to a child that runs; nothing otherwise.
+    /// SIGTERM to a child that runs; nothing otherwise. Does not wait for its end.
     virtual void terminate() = 0;
+    /// The same with SIGINT.
     virtual void interrupt() = 0;
 };
 

@@ -53,6 +53,7 @@ inline constexpr char16_t objectClass[] = u"objectClass";
 /// Attribute name to values, in the directory's order. An absent attribute has no key.
 using DirectoryDetails = QMap<QString, QStringList>;
 
+/// Why a directory operation gave no answer.
 struct DirectoryError
 {
     enum class Code {

@@ -7,6 +7,7 @@
 
 #include <optional>
 
+/// Why the computer's database of accounts gave no answer, in one line for the log.
 struct IdentityError
 {
     QString localizedDescription;

@@ -6,13 +6,15 @@
 #include <functional>
 #include <memory>
 
+/// A line of a menu. Chosen, it calls `action` on the main thread.
 struct MenuItem
 {
     QString title;
     std::function<void()> action;
-    QString keyEquivalent;
+    QString keyEquivalent; ///< for desktops whose menus have keys; empty for none
 };
 
+/// A menu of one level, its items from the top to the bottom.
 struct Menu
 {
     QString title;
@@ -46,6 +48,7 @@ public:
     virtual void popUpMenu(const Menu &menu) = 0;
 };
 
+/// The desktop's status bar, or tray. Main thread only.
 class StatusBar
 {
 public:

@@ -9,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+/// Why a transfer ended before its answer was complete.
 struct UrlError
 {
     enum class Code {
@@ -33,6 +34,7 @@ struct UrlError
 /// ones go through it by CONNECT.
 using UrlProxyDictionary = QList<std::pair<QString, QVariant>>;
 
+/// How the transfers of a session are made.
 struct UrlSessionConfiguration
 {
     /// No cookies, cache or credentials outlive the session. Without it they may, but need not.
@@ -94,10 +96,12 @@ public:
     virtual void invalidateAndCancel() = 0;
 };
 
+/// Makes sessions.
 class UrlSessionFactory
 {
 public:
     virtual ~UrlSessionFactory() = default;
+    /// Never null. The delegate may go before the session.
     [[nodiscard]] virtual std::shared_ptr<UrlSession>
     sessionWithConfiguration(const UrlSessionConfiguration &configuration,
                              std::weak_ptr<UrlSessionDelegate> delegate) = 0;

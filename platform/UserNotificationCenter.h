@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+/// A further button of a notification. Its identifier is told when it is pressed.
 struct UserNotificationAction
 {
     QString identifier;
@@ -26,6 +27,7 @@ struct UserNotification
     std::optional<QString> additionalActivationAction;
 };
 
+/// Hears what the user does with the notifications, and decides about showing them.
 class UserNotificationCenterDelegate
 {
 public:
@@ -44,17 +46,21 @@ class UserNotificationCenter
 public:
     virtual ~UserNotificationCenter() = default;
 
+    /// Held weakly; replaces the one before.
     virtual void setDelegate(std::weak_ptr<UserNotificationCenterDelegate> delegate) = 0;
     /// Shows it at once; replaces a delivered one of the same identifier. Where no server can show
     /// it, it is scheduled: shown when one comes.
     virtual void deliver(const UserNotification &notification) = 0;
 
+    /// What waits for a server that can show it.
     [[nodiscard]] virtual QList<UserNotification> scheduledNotifications() = 0;
+    /// Waits no longer; nothing when there is none of that identifier.
     virtual void removeScheduledNotification(const QString &identifier) = 0;
 
     /// What the user can still see, notifications of an earlier process included.
     [[nodiscard]] virtual QList<UserNotification> deliveredNotifications() = 0;
     /// Asks for the removal and does not wait for it.
     virtual void removeDeliveredNotification(const QString &identifier) = 0;
+    /// The same for every one of deliveredNotifications().
     virtual void removeAllDeliveredNotifications() = 0;
 };

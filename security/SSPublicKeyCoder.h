@@ -31,7 +31,6 @@ public:
     /// The platform's ASN.1 coder is made at first use and kept until released.
     void createCoder();
     void releaseCoder();
-    [[nodiscard]] bool hasCoder() const { return m_coder != nullptr; }
 
     [[nodiscard]] std::shared_ptr<SSSecureData> derDataFromMsDataImpl(const SSSecureData *data);
     [[nodiscard]] std::shared_ptr<SSSecureData> msDataFromDerDataImpl(const SSSecureData *data);

@@ -7,6 +7,7 @@
 #include "platform/Platform.h"
 #include "security/SSMutableSecureData.h"
 #include "security/SSSecureData.h"
+#include "security/SSUtf16.h"
 
 #include <algorithm>
 
@@ -20,16 +21,6 @@ constexpr qsizetype maximumUserLength = 256;
 std::span<const std::byte> bytesOf(const SSSecureData *data)
 {
     return data ? data->data() : std::span<const std::byte>();
-}
-
-/// UTF-16 little-endian whatever the computer's byte order is.
-void appendText(const QString &text, std::span<std::byte> out)
-{
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t unit = text.at(i).unicode();
-        out[static_cast<std::size_t>(2 * i)] = static_cast<std::byte>(unit & 0xffU);
-        out[static_cast<std::size_t>(2 * i + 1)] = static_cast<std::byte>(unit >> 8U);
-    }
 }
 
 bool digestMd4(std::span<const std::byte> message, std::span<std::byte> digest)
@@ -78,7 +69,8 @@ SSSecurityHelper::calculateMsCash2WithUser(const std::optional<QString> &user,
     const auto salted = SSMutableSecureData::dataWithLength(
         Cryptography::md4Length + 2 * static_cast<std::size_t>(lowerCase.size()));
     const std::span<std::byte> saltBytes = salted->mutableData().subspan(Cryptography::md4Length);
-    appendText(lowerCase, saltBytes);
+    const QStringView units(lowerCase);
+    SSUtf16::encode({units.utf16(), static_cast<std::size_t>(units.size())}, saltBytes);
     const auto firstLevel = SSMutableSecureData::dataWithLength(Cryptography::md4Length);
     if (!digestMd4(bytesOf(password), salted->mutableData()) ||
         !digestMd4(salted->data(), firstLevel->mutableData()))

@@ -26,11 +26,11 @@ struct SSTraySettings::Row
     [[nodiscard]] bool isFallback() const { return progress == nullptr; }
 };
 
-std::span<const SSTraySettings::Row, SSTraySettings::rowCount> SSTraySettings::rows()
+std::span<const SSTraySettings::Row> SSTraySettings::rows()
 {
     using S = SSTraySettings;
     // The enrollment rows have one vocabulary in the defaults domain and another in the directory.
-    static constexpr Row table[rowCount] = {
+    static constexpr Row table[] = {
         {"    - Enabled flag", "EnrollReminder.Enable", "enrollNotificationEnabled",
          "enrollEnabled", &S::m_enrollEnabled, nullptr, "    - Enabled: %@"},
         {"    - Web interface URL", "EnrollReminder.Url", "enrollWebInterfaceURL", "enrollWebUiUrl",
@@ -91,7 +91,7 @@ void SSTraySettings::reset()
     m_appleMetaNodeLocation.reset();
     for (const Row &row : rows())
         std::visit([this](auto field) { this->*field = {}; }, row.field);
-    m_sources.fill(std::nullopt);
+    m_sources.assign(rows().size(), std::nullopt);
 }
 
 bool SSTraySettings::isWanted(const Row &row) const
@@ -117,7 +117,7 @@ void SSTraySettings::loadFromConnectionPointKeywords(const SSConnectionPointKeyw
     }
     m_appleMetaNodeLocation = keywords->appleMetaNodeLocation();
     const auto defaults = SSDefaults::defaults();
-    for (std::size_t i = 0; i < rowCount; ++i) {
+    for (std::size_t i = 0; i < rows().size(); ++i) {
         const Row &row = rows()[i];
         if (!isWanted(row))
             continue;
@@ -153,7 +153,7 @@ void SSTraySettings::log() const
 QList<SSSettingProvenance> SSTraySettings::provenance() const
 {
     QList<SSSettingProvenance> result;
-    for (std::size_t i = 0; i < rowCount; ++i) {
+    for (std::size_t i = 0; i < rows().size(); ++i) {
         const Row &row = rows()[i];
         if (row.isFallback()) {
             if (!m_sources[i])

@@ -6,10 +6,9 @@
 #include <QString>
 #include <QVariant>
 
-#include <array>
-#include <cstddef>
 #include <optional>
 #include <span>
+#include <vector>
 
 class SSConnectionPointKeywords;
 
@@ -80,8 +79,7 @@ public:
 
 private:
     struct Row;
-    static constexpr std::size_t rowCount = 14;
-    [[nodiscard]] static std::span<const Row, rowCount> rows();
+    [[nodiscard]] static std::span<const Row> rows();
 
     [[nodiscard]] bool isWanted(const Row &row) const;
     [[nodiscard]] QVariant value(const Row &row) const;
@@ -102,5 +100,5 @@ private:
     qint32 m_cddnNotificationIntervalMins = 0;
 
     /// By row; none for a row that was not resolved.
-    std::array<std::optional<SSOptionSource>, rowCount> m_sources;
+    std::vector<std::optional<SSOptionSource>> m_sources;
 };

@@ -1,5 +1,6 @@
 #include "app/SSEnrollUserInfo.h"
 #include "app/ctl/SSControlCommand.h"
+#include "app/ctl/SSControlFile.h"
 #include "app/ctl/SSControlSources.h"
 #include "app/ctl/SSControlText.h"
 #include "directory/SSConnectionPointHelper.h"
@@ -9,8 +10,6 @@
 #include "settings/SSTraySettings.h"
 #include "web/SSWebDownloader.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QStringDecoder>
 
 namespace {
@@ -27,25 +26,16 @@ struct SavedAnswer
 
 SavedAnswer readAnswer(const QString &path)
 {
-    const auto failed = [&path](const QString &reason) {
-        return SavedAnswer{std::nullopt, path + QStringLiteral(": ") + reason};
-    };
-    QFile file(path);
-    // A FIFO or a device might keep its reader waiting for ever.
-    const QFileInfo info(path);
-    if (info.exists() && !info.isFile())
-        return failed(QStringLiteral("not a regular file"));
-    if (!file.open(QIODevice::ReadOnly))
-        return failed(file.errorString());
-    const QByteArray bytes = file.read(largestAnswer + 1);
-    if (file.error() != QFileDevice::NoError)
-        return failed(file.errorString());
-    if (bytes.size() > largestAnswer)
-        return failed(QStringLiteral("longer than an answer may be (16 MiB)"));
+    const auto file = SSControlFile::read(path, largestAnswer,
+                                          QStringLiteral("longer than an answer may be (16 MiB)"));
+    if (!file.bytes)
+        return {std::nullopt, file.failure};
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder(bytes);
-    if (decoder.hasError())
-        return failed(QStringLiteral("not UTF-8 text, which the agent takes for no answer"));
+    const QString text = decoder(*file.bytes);
+    if (decoder.hasError()) {
+        return {std::nullopt,
+                path + QStringLiteral(": not UTF-8 text, which the agent takes for no answer")};
+    }
     return {text, {}};
 }
 

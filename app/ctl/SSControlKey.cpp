@@ -1,5 +1,6 @@
 #include "app/ctl/SSControlActions.h"
 #include "app/ctl/SSControlCommand.h"
+#include "app/ctl/SSControlFile.h"
 #include "app/ctl/SSControlSources.h"
 #include "app/ctl/SSControlText.h"
 #include "directory/SSConnectionPointHelper.h"
@@ -7,9 +8,6 @@
 #include "security/SSPublicKeyCoder.h"
 #include "security/SSRSAKey.h"
 #include "security/SSSecureData.h"
-
-#include <QFile>
-#include <QFileInfo>
 
 namespace {
 
@@ -40,17 +38,11 @@ QByteArray decoded(const QByteArray &contents)
 
 Key fromFile(const QString &path)
 {
-    QFile file(path);
-    const QFileInfo info(path);
-    // A FIFO or a device might keep its reader waiting for ever.
-    if (info.exists() && !info.isFile())
-        return {nullptr, path + QStringLiteral(": not a regular file")};
-    if (!file.open(QIODevice::ReadOnly))
-        return {nullptr, path + QStringLiteral(": ") + file.errorString()};
-    const QByteArray contents = file.read(largestKey + 1);
-    if (contents.size() > largestKey)
-        return {nullptr, path + QStringLiteral(": longer than a key may be (64 KiB)")};
-    const QByteArray bytes = decoded(contents);
+    const auto file =
+        SSControlFile::read(path, largestKey, QStringLiteral("longer than a key may be (64 KiB)"));
+    if (!file.bytes)
+        return {nullptr, file.failure};
+    const QByteArray bytes = decoded(*file.bytes);
     return {SSSecureData::dataWithData(SSSecure::bytes(bytes)), {}};
 }
 

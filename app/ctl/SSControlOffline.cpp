@@ -14,6 +14,8 @@ namespace {
 using SSControlSecrets::Secret;
 
 constexpr qint32 defaultIterations = 10240;
+/// Some seconds' work; beyond it lies a slip of the keyboard, and hours.
+constexpr qint32 mostIterations = 10'000'000;
 
 QString hexadecimal(const SSSecureData &data)
 {
@@ -26,11 +28,19 @@ QString hexadecimal(const SSSecureData &data)
 /// A number of at most 32 bits, decimal or with "0x" hexadecimal; leading zeros mean nothing.
 std::optional<quint32> number(const SSControlInvocation &invocation, const char *option)
 {
-    const auto text = invocation.value(option);
+    auto digits = invocation.value(option);
+    if (!digits)
+        return std::nullopt;
+    const bool isHexadecimal = digits->startsWith(QLatin1String("0x"));
+    if (isHexadecimal)
+        digits->remove(0, 2);
+    // Qt takes signs, spaces and a second "0x".
+    if (!std::all_of(digits->begin(), digits->end(), [](QChar c) {
+            return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+        }))
+        return std::nullopt;
     bool isNumber = false;
-    const bool isHexadecimal = text && text->startsWith(QLatin1String("0x"));
-    const uint value =
-        text ? text->mid(isHexadecimal ? 2 : 0).toUInt(&isNumber, isHexadecimal ? 16 : 10) : 0;
+    const uint value = digits->toUInt(&isNumber, isHexadecimal ? 16 : 10);
     return isNumber ? std::optional(quint32{value}) : std::nullopt;
 }
 
@@ -172,10 +182,15 @@ std::optional<QString> fault(const SSControlInvocation &invocation)
     }
     if (action->run == request && !invocation.isSet("rid") && !invocation.isSet("cached"))
         return QStringLiteral("\"offline request\" needs --rid or --cached");
-    bool isNumber = true;
-    if (const auto iterations = invocation.value("iterations"))
-        (void)iterations->toInt(&isNumber);
-    return isNumber ? std::nullopt : std::optional(QStringLiteral("--iterations is no number"));
+    if (const auto iterations = invocation.value("iterations")) {
+        bool isNumber = false;
+        const qint32 count = iterations->toInt(&isNumber);
+        if (!isNumber)
+            return QStringLiteral("--iterations is no number");
+        if (count > mostIterations)
+            return QStringLiteral("--iterations is at most %1").arg(mostIterations);
+    }
+    return std::nullopt;
 }
 
 SSControlAnswer run(const SSControlInvocation &invocation)

@@ -5,12 +5,12 @@
 #include "security/SSBase64.h"
 #include "security/SSMutableSecureData.h"
 #include "security/SSSecureData.h"
+#include "security/SSUtf16.h"
 #include "settings/SSLogonSettings.h"
 
 #include <QStringDecoder>
 
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -18,18 +18,15 @@ using SSControlSecrets::Secret;
 
 constexpr std::size_t longestLine = 4096;
 
-/// A text in the storage for secrets.
-using Text = std::vector<char16_t, SSSecureAllocator<char16_t>>;
-
 /// The line as text, decoded straight into its storage; none when it is no UTF-8.
-std::optional<Text> textOf(const SSSecureData &line)
+std::optional<SSUtf16::Text> textOf(const SSSecureData &line)
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
                                                      QStringDecoder::Flag::ConvertInitialBom);
     const auto bytes = line.data();
     const QByteArrayView utf8(reinterpret_cast<const char *>(bytes.data()),
                               static_cast<qsizetype>(bytes.size()));
-    Text text(static_cast<std::size_t>(decoder.requiredSpace(utf8.size())));
+    SSUtf16::Text text(static_cast<std::size_t>(decoder.requiredSpace(utf8.size())));
     auto *begin = reinterpret_cast<QChar *>(text.data());
     const QChar *end = decoder.appendToBuffer(begin, utf8);
     if (decoder.hasError())
@@ -60,12 +57,7 @@ Secret SSControlSecrets::password()
     if (!text)
         return {nullptr, QStringLiteral("the password is not UTF-8 text")};
     const auto utf16 = SSMutableSecureData::dataWithLength(2 * text->size());
-    const auto bytes = utf16->mutableData();
-    for (std::size_t i = 0; i < text->size(); ++i) {
-        const char16_t unit = (*text)[i];
-        bytes[2 * i] = static_cast<std::byte>(unit & 0xff);
-        bytes[2 * i + 1] = static_cast<std::byte>(unit >> 8);
-    }
+    SSUtf16::encode({text->data(), text->size()}, utf16->mutableData());
     return {SSSecureData::dataWithMutableSecureData(utf16.get()), {}};
 }
 

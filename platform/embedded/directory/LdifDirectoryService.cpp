@@ -2,8 +2,8 @@
 
 #include "platform/embedded/directory/LdifDirectory.h"
 #include "platform/embedded/directory/LdifPassword.h"
-#include "platform/embedded/directory/PasswordBytes.h"
 #include "platform/embedded/directory/SearchNode.h"
+#include "platform/text/PasswordBytes.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "platform/linux/accounts/PamPasswordCheck.h"
 
-#include "platform/embedded/directory/PasswordBytes.h"
+#include "platform/text/PasswordBytes.h"
 
 #include <QStringList>
 

@@ -1,8 +1,8 @@
 #include "platform/linux/accounts/SuPasswordCheck.h"
 
-#include "platform/embedded/directory/PasswordBytes.h"
 #include "platform/linux/accounts/SuAnswer.h"
 #include "platform/linux/accounts/SuConversation.h"
+#include "platform/text/PasswordBytes.h"
 
 #include <QStringList>
 

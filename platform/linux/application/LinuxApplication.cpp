@@ -55,10 +55,10 @@ void LinuxApplication::makeQtApplication(int argc, char **argv)
     // A copy: the caller's arguments stay whole, and the plugin is named here rather than in the
     // environment, which every child would inherit.
     m_arguments.assign(argv, argv + argc);
-    const std::optional<QByteArray> plugin = reachableDisplayPlugin();
+    const std::optional<QByteArray> plugin = reachableDisplayPlugin(m_diagnostics);
     m_hasDisplay = plugin.has_value();
     static char platformSwitch[] = "-platform";
-    if (plugin && !plugin->isEmpty()) {
+    if (plugin) {
         m_displayPlugin = *plugin;
         m_arguments.push_back(platformSwitch);
         m_arguments.push_back(m_displayPlugin.data());

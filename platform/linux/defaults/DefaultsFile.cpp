@@ -1,6 +1,7 @@
 #include "platform/linux/defaults/DefaultsFile.h"
 
 #include "platform/PropertyList.h"
+#include "platform/linux/posix/Descriptor.h"
 
 #include <QFile>
 
@@ -94,18 +95,17 @@ DefaultsFile::Contents DefaultsFile::read(const State &seen) const
 {
     Contents contents;
     contents.state = seen;
-    const int file =
-        ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (file < 0) {
+    const Descriptor file(::open(QFile::encodeName(m_path).constData(),
+                                 O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (!file.isOpen()) {
         contents.problem = errorText(errno);
         return contents;
     }
     struct stat status = {};
-    contents.state = stateOf(::fstat(file, &status), status);
+    contents.state = stateOf(::fstat(file.number(), &status), status);
     // It may have been replaced since it was looked at.
     if (!S_ISREG(contents.state.mode)) {
         contents.problem = notRegular();
-        ::close(file);
         return contents;
     }
     // One byte more than is allowed, so that the reader sees what is too large.
@@ -114,8 +114,8 @@ DefaultsFile::Contents DefaultsFile::read(const State &seen) const
                      Qt::Uninitialized);
     qsizetype filled = 0;
     for (;;) {
-        const ssize_t count =
-            ::read(file, bytes.data() + filled, static_cast<std::size_t>(bytes.size() - filled));
+        const ssize_t count = ::read(file.number(), bytes.data() + filled,
+                                     static_cast<std::size_t>(bytes.size() - filled));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -128,7 +128,6 @@ DefaultsFile::Contents DefaultsFile::read(const State &seen) const
         if (filled == bytes.size()) // it grew meanwhile
             bytes.resize(std::min(limit, bytes.size() * 2));
     }
-    ::close(file);
     bytes.truncate(filled);
     contents.bytes = bytes;
     return contents;

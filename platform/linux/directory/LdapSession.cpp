@@ -1,6 +1,7 @@
 #include "platform/linux/directory/LdapSession.h"
 
 #include "platform/linux/directory/KerberosTicket.h"
+#include "platform/linux/posix/Descriptor.h"
 
 #include <QFile>
 
@@ -134,18 +135,17 @@ struct Secret
 
 bool readPassword(const QString &path, Secret &secret)
 {
-    const int file =
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (file < 0)
+    const Descriptor file(
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen())
         return false;
     while (secret.length < secret.text.size()) {
-        const ssize_t got =
-            ::read(file, secret.text.data() + secret.length, secret.text.size() - secret.length);
+        const ssize_t got = ::read(file.number(), secret.text.data() + secret.length,
+                                   secret.text.size() - secret.length);
         if (got <= 0)
             break;
         secret.length += static_cast<std::size_t>(got);
     }
-    ::close(file);
     const auto end = std::find_if(secret.text.begin(), secret.text.begin() + secret.length,
                                   [](char c) { return c == '\n' || c == '\r'; });
     secret.length = static_cast<std::size_t>(end - secret.text.begin());

@@ -1,6 +1,7 @@
 #include "platform/linux/machine/LinuxMachineIdentity.h"
 
 #include "platform/Result.h"
+#include "platform/linux/posix/Descriptor.h"
 
 #include <QByteArray>
 #include <QUuid>
@@ -35,23 +36,22 @@ QString systemReason(int error)
 /// What stands at the beginning of a regular file, or why it cannot be read.
 Result<QByteArray, QString> headOfFile(const QString &path)
 {
-    const int descriptor =
-        ::open(path.toLocal8Bit().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (descriptor < 0)
+    const Descriptor file(
+        ::open(path.toLocal8Bit().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen())
         return Failure{systemReason(errno)};
     std::array<char, idTextLength + 2> buffer{};
     ssize_t count = -1;
     struct stat status = {};
     QString reason = QStringLiteral("It is no regular file.");
-    if (::fstat(descriptor, &status) != 0) {
+    if (::fstat(file.number(), &status) != 0) {
         reason = systemReason(errno);
     } else if (S_ISREG(status.st_mode)) {
         do {
-            count = ::read(descriptor, buffer.data(), buffer.size());
+            count = ::read(file.number(), buffer.data(), buffer.size());
         } while (count < 0 && errno == EINTR);
         reason = systemReason(errno);
     }
-    ::close(descriptor);
     if (count < 0)
         return Failure{reason};
     return QByteArray(buffer.data(), static_cast<qsizetype>(count));

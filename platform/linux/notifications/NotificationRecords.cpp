@@ -1,5 +1,7 @@
 #include "platform/linux/notifications/NotificationRecords.h"
 
+#include "platform/linux/posix/Descriptor.h"
+
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -82,15 +84,15 @@ std::optional<NotificationRecordSet> NotificationRecords::read() const
     if (m_directory.isEmpty())
         return std::nullopt;
     const QByteArray name = QFile::encodeName(m_directory + QStringLiteral("/notifications"));
-    const int file =
-        ::open(name.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (file < 0)
+    const Descriptor file(
+        ::open(name.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (!file.isOpen())
         return std::nullopt;
     struct stat status = {};
     QByteArray content;
-    if (::fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid())
-        content = readWhole(file);
-    ::close(file);
+    if (::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
+        status.st_uid == ::geteuid())
+        content = readWhole(file.number());
     return parse(content);
 }
 

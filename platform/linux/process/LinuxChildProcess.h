@@ -2,9 +2,9 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/Diagnostics.h"
+#include "platform/linux/posix/Descriptor.h"
 #include "platform/linux/process/OutputBytes.h"
 #include "platform/linux/process/SpawnedProcess.h"
-#include "platform/linux/settingsfiles/Descriptor.h"
 
 #include <chrono>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/settingsfiles/Descriptor.h"
+#include "platform/linux/posix/Descriptor.h"
 
 #include <optional>
 

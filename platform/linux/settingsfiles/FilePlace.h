@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/SettingsFiles.h"
-#include "platform/linux/settingsfiles/Descriptor.h"
+#include "platform/linux/posix/Descriptor.h"
 
 #include <QByteArray>
 

@@ -2,7 +2,7 @@
 
 #include "platform/Identity.h"
 #include "platform/SettingsFiles.h"
-#include "platform/linux/settingsfiles/Descriptor.h"
+#include "platform/linux/posix/Descriptor.h"
 #include "platform/linux/settingsfiles/Replacement.h"
 
 #include <QByteArray>

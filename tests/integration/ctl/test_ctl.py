@@ -177,6 +177,38 @@ class ControlTest(unittest.TestCase):
         self.assertTrue(termios.tcgetattr(terminal)[3] & termios.ECHO)
         os.close(terminal)
 
+    def test_a_stopped_prompt_restores_the_terminal_and_asks_again_later(self):
+        child, terminal = pty.fork()
+        if child == 0: # a shell with one job, which goes on as soon as it has stopped
+            signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+            job = os.fork()
+            if job == 0:
+                os.setpgid(0, 0)
+                os.tcsetpgrp(0, os.getpid())
+                signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+                os.execve(PROGRAM, [PROGRAM, "offline", "dcc2", "--user", "jdoe", "--iterations", "1"],
+                          ENVIRONMENT)
+            stopped = os.WIFSTOPPED(os.waitpid(job, os.WUNTRACED)[1])
+            echoes = bool(termios.tcgetattr(0)[3] & termios.ECHO)
+            print(f"stopped {stopped}, echo {echoes}", flush=True)
+            os.kill(job, signal.SIGCONT)
+            os._exit(os.waitstatus_to_exitcode(os.waitpid(job, 0)[1]))
+        shown = b""
+
+        def read_until(end):
+            nonlocal shown
+            while not shown.endswith(end):
+                shown += os.read(terminal, 1000)
+        read_until(b"Password: ")
+        os.write(terminal, b"Corr\x1a")
+        read_until(b"stopped True, echo True\r\nPassword: ")
+        self.assertFalse(termios.tcgetattr(terminal)[3] & termios.ECHO)
+        os.write(terminal, b"Secret-1\n")
+        self.assertEqual(os.waitstatus_to_exitcode(os.waitpid(child, 0)[1]), 0)
+        self.assertTrue(termios.tcgetattr(terminal)[3] & termios.ECHO)
+        self.assertNotIn(b"Secret-1", shown)
+        os.close(terminal)
+
     def test_without_input_there_is_no_answer(self):
         self.assert_failed(self.run_raw("offline", "dcc2", "--user", "jdoe"), 1, "the input has ended")
 

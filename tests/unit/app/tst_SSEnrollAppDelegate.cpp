@@ -25,6 +25,12 @@ private Q_SLOTS:
         delegate->applicationDidFinishLaunching({});
         QVERIFY(delegate->enroll());
         QVERIFY(!f.terminated());
+        delegate->setShowExtras(false);
+        QVERIFY(!delegate->showExtras());
+        const auto enroll = delegate->enroll();
+        delegate->setEnroll(nullptr);
+        QVERIFY(!delegate->enroll());
+        delegate->setEnroll(enroll);
         delegate->applicationWillTerminate();
         QVERIFY(!delegate->enroll());
         QVERIFY(f.fake.runLoop->armedIntervals().isEmpty());

@@ -4,6 +4,8 @@
 
 #include <QTest>
 
+#include <array>
+
 namespace {
 
 const QString noUsers =
@@ -206,13 +208,36 @@ private Q_SLOTS:
         QVERIFY(users.isSecureTokenUserWithName(QStringLiteral("secret")));
         QVERIFY2(!m_tools->log->lines().join(QString()).contains(QLatin1String("secret")),
                  qPrintable(m_tools->log->lines().join(QLatin1Char('\n'))));
-        QVERIFY(m_tools->lines().contains(
-            QStringLiteral("[Info]: user '********' already exists in set: {(\n    ********\n)}")));
+        QVERIFY(m_tools->lines().contains(QStringLiteral(
+            "[Info]: user '********' already exists in set: {(\n    \"********\"\n)}")));
 
         m_tools->log->clear();
         m_tools->print("wrong: secret\r\n");
         const SSFdeUsers none(QStringLiteral("boss"), *password("secret"));
         QCOMPARE(m_tools->lines().last(), noUsers + QStringLiteral("wrong: ********\r\n"));
+    }
+
+    void aPasswordOfHalfACharacterReachesNoTool()
+    {
+        m_tools->print("jdoe,11111111-2222-3333-4444-555555555555\n");
+        const std::array bytes{std::byte{0x70}, std::byte{0}, std::byte{0x31}};
+        const SSFdeUsers users(QStringLiteral("boss"),
+                               *SSSecureData::dataWithBytes(bytes.data(), bytes.size()));
+        QCOMPARE(users.secureTokenUsers(), std::nullopt);
+        QCOMPARE(m_tools->lines(), QStringList(QStringLiteral("[Error]: The password for a tool is "
+                                                              "not UTF-16 text.")));
+    }
+
+    void aPasswordOfMixedCaseIsNotLoggedAsALowerCaseName()
+    {
+        m_tools->print("Secret,ABCDEF01-2345-6789-ABCD-EF0123456789\r\n"
+                       "Secret,ABCDEF01-2345-6789-ABCD-EF0123456789\r\n");
+        const SSFdeUsers users(QStringLiteral("boss"), *password("Secret"));
+        QVERIFY(users.isSecureTokenUserWithName(QStringLiteral("secret")));
+        const QString log = m_tools->log->lines().join(QLatin1Char('\n'));
+        QVERIFY2(!log.contains(QLatin1String("secret"), Qt::CaseInsensitive), qPrintable(log));
+        QVERIFY(m_tools->lines().contains(QStringLiteral(
+            "[Info]: user '********' already exists in set: {(\n    \"********\"\n)}")));
     }
 };
 

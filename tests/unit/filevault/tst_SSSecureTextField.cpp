@@ -294,6 +294,10 @@ private Q_SLOTS:
         field.setSecureText(data.get());
         QCOMPARE(text(field), u"aé\U0001F511"_s);
         QVERIFY(field.secureText()->isEqualToSecureData(data.get()));
+        // Half a character is no text, rather than a shorter one.
+        field.setSecureText(SSSecureData::dataWithBytes(bytes.data(), 3).get());
+        QVERIFY(field.secureText()->length() == 0);
+        field.setSecureText(data.get());
         field.setSecureText(nullptr);
         QVERIFY(field.secureText()->length() == 0);
         QVERIFY(field.text().isEmpty());

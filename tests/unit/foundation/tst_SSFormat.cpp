@@ -52,8 +52,8 @@ private Q_SLOTS:
         QCOMPARE(SSFormat::description(QStringList{}), QStringLiteral("(\n)"));
         QCOMPARE(SSFormat::description(QStringList{QStringLiteral("CORP"), QStringLiteral("a b")}),
                  QStringLiteral("(\n    CORP,\n    \"a b\"\n)"));
-        const QVariant map = SSFormat::dictionary({{QStringLiteral("b"), QStringLiteral("x\"y\\z")},
-                                                   {QStringLiteral("a.b"), QStringLiteral("é\n")}});
+        const QMap<QString, QString> map{{QStringLiteral("b"), QStringLiteral("x\"y\\z")},
+                                         {QStringLiteral("a.b"), QStringLiteral("é\n")}};
         QCOMPARE(SSFormat::format("%@", map),
                  QStringLiteral("{\n    \"a.b\" = \"\\U00e9\\n\";\n    b = \"x\\\"y\\\\z\";\n}"));
         const QMap<QString, QString> texts{{QStringLiteral("b"), QStringLiteral("1.2")},

@@ -60,7 +60,9 @@ private Q_SLOTS:
     {
         FakePlatform fake;
         SSLogger logger(1);
+        QVERIFY(logger.dateFormatter());
         logger.setDateFormatter(std::nullopt);
+        QVERIFY(!logger.dateFormatter());
         logger.logWithLogLevel(1, SSMessageType::Info, QStringLiteral("x"));
         QCOMPARE(fake.log->rawLines(),
                  QStringList{QStringLiteral("2021-03-04 09:15:02 +0000 [Info]: x\n")});

@@ -1,5 +1,5 @@
 #include "platform/embedded/directory/LdifPassword.h"
-#include "platform/embedded/directory/PasswordBytes.h"
+#include "platform/text/PasswordBytes.h"
 
 #include <QTest>
 

@@ -13,8 +13,7 @@ private Q_SLOTS:
     void init()
     {
         QFile::remove(options().recordsDirectory + QStringLiteral("/notifications"));
-        QVERIFY(m_server.start(
-            QStringLiteral("/usr/lib/x86_64-linux-gnu/xfce4/notifyd/xfce4-notifyd")));
+        QVERIFY(m_server.start(QStringLiteral(SS_XFCE4_NOTIFYD)));
     }
     void cleanup() { m_server.stop(); }
 

@@ -216,11 +216,22 @@ private Q_SLOTS:
             << u"\"offline parse\" takes no --user"_s;
         QTest::newRow("too large") << QStringList{u"parse"_s, u"--random"_s, u"4294967296"_s}
                                    << u"--random is no number of 32 bits"_s;
+        for (const QString &text :
+             {u"0x0x10"_s, u"0x"_s, u"0x+1"_s, u"+1"_s, u" 1"_s, u"f"_s, u"0x100000000"_s})
+            QTest::newRow(qPrintable(u"not a number: "_s + text))
+                << QStringList{u"parse"_s, u"--random"_s, text}
+                << u"--random is no number of 32 bits"_s;
         QTest::newRow("negative") << QStringList{u"request"_s, u"--rid=-1"_s}
                                   << u"--rid is no number of 32 bits"_s;
         QTest::newRow("iterations")
             << QStringList{u"dcc2"_s, u"--user"_s, u"jdoe"_s, u"--iterations"_s, u"many"_s}
             << u"--iterations is no number"_s;
+        QTest::newRow("more iterations than 32 bits")
+            << QStringList{u"dcc2"_s, u"--user"_s, u"jdoe"_s, u"--iterations"_s, u"2147483648"_s}
+            << u"--iterations is no number"_s;
+        QTest::newRow("iterations for hours")
+            << QStringList{u"dcc2"_s, u"--user"_s, u"jdoe"_s, u"--iterations"_s, u"10000001"_s}
+            << u"--iterations is at most 10000000"_s;
     }
     void wrongUsage()
     {

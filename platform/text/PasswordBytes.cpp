@@ -1,4 +1,4 @@
-#include "platform/embedded/directory/PasswordBytes.h"
+#include "platform/text/PasswordBytes.h"
 
 #include <cstring>
 
