@@ -1,7 +1,7 @@
 // Goes through the password-changed flow again and again in one process, with everything that the agent
-// has but for its end and the length of its timers. "flow KIND" on the standard input starts a flow;
-// "done BYTES" tells that it is over and how much of the heap is in use. Each name given as an argument
-// has something left behind by every flow, for the test of the test.
+// has but for its end and the length of its timers. A line on the standard input names the kind of the
+// next flow, or says to "wait" until every timer has run out; "done BYTES" tells that a flow is over and how much of the heap
+// is in use. Each name given as an argument has something left behind by every flow.
 #include "app/SSDiagnosticLog.h"
 #include "app/SSEnroll.h"
 #include "foundation/SSLogger.h"
@@ -20,6 +20,7 @@
 
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -28,12 +29,11 @@
 
 namespace {
 
-constexpr double kShortening = 1000;
 constexpr int kLookMilliseconds = 2;
 
 using Dialog = Answers::Dialog;
 
-/// The real run loop, whose timers do not take as long.
+/// The real run loop. What takes seconds is over soon, and what takes minutes when it is told.
 class ShortRunLoop final : public RunLoop
 {
 public:
@@ -41,15 +41,37 @@ public:
 
     std::shared_ptr<RunLoopTimer> scheduleTimer(double seconds, TimerHandler handler) override
     {
-        return m_real->scheduleTimer(seconds / kShortening, std::move(handler));
+        if (seconds <= kSeconds)
+            return m_real->scheduleTimer(seconds / kShortening, std::move(handler));
+        auto timer = m_real->scheduleTimer(seconds, handler);
+        std::erase_if(m_long, [](const Long &one) { return one.timer.expired(); });
+        m_long.push_back({timer, std::move(handler)});
+        return timer;
     }
     void performOnMainThread(std::function<void()> work) override
     {
         m_real->performOnMainThread(std::move(work));
     }
 
+    void fireLongTimers()
+    {
+        for (const Long &one : std::exchange(m_long, {})) {
+            if (const auto timer = one.timer.lock())
+                one.handler(timer.get());
+        }
+    }
+
 private:
+    struct Long
+    {
+        std::weak_ptr<RunLoopTimer> timer;
+        TimerHandler handler;
+    };
+    static constexpr double kSeconds = 10;
+    static constexpr double kShortening = 1000;
+
     std::shared_ptr<RunLoop> m_real;
+    std::vector<Long> m_long;
 };
 
 /// The real application, which only tells that it was asked to end.
@@ -145,18 +167,20 @@ public:
                         QStringLiteral("/Library/Preferences/com.zevrik.selfservice.plist");
     }
 
-    void obey(const QString &command)
+    void startFlow(const QString &kind)
     {
-        const QString kind = command.section(u' ', 1);
+        m_running = true;
         write(m_preferences, "<plist version=\"1.0\"><dict><key>PasswordChanged</key><true/></dict></plist>");
         write(fromEnvironment("ANSWER"), kind == QLatin1String("refused") ? "No such luck\n" : "Done!\n");
         m_answers.give(answersFor(kind));
         m_enroll = SSEnroll::initWithNotification(std::nullopt, nullptr);
     }
 
-    /// The controller has nothing left to do.
+    /// The controller has nothing left to do, and may say so more than once.
     void finish()
     {
+        if (!std::exchange(m_running, false))
+            return;
         QMetaObject::invokeMethod(this, [this] { afterwards(); }, Qt::QueuedConnection);
     }
 
@@ -216,6 +240,7 @@ private:
     Answers m_answers;
     Leaks m_leaks;
     std::shared_ptr<SSEnroll> m_enroll;
+    bool m_running = false;
 };
 
 } // namespace
@@ -227,7 +252,8 @@ int main(int argc, char **argv)
     options.bundleIdentifier = applicationIdentifier();
     options.diagnostics = diagnostics.sink();
     Platform platform = makeDesktopPlatform(argc, argv, options);
-    platform.runLoop = std::make_shared<ShortRunLoop>(platform.runLoop);
+    const auto runLoop = std::make_shared<ShortRunLoop>(platform.runLoop);
+    platform.runLoop = runLoop;
     const auto application = std::make_shared<LastingApplication>(platform.application);
     platform.application = application;
     Platform::install(&platform);
@@ -237,7 +263,7 @@ int main(int argc, char **argv)
     Probe probe(QCoreApplication::arguments().mid(1));
     application->onTerminate = [&probe] { probe.finish(); };
     QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
-    QObject::connect(&input, &QSocketNotifier::activated, &probe, [&probe, &input] {
+    QObject::connect(&input, &QSocketNotifier::activated, &probe, [&] {
         char buffer[256];
         const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
         if (count <= 0) {
@@ -245,7 +271,11 @@ int main(int argc, char **argv)
             QCoreApplication::exit(0);
             return;
         }
-        probe.obey(QString::fromUtf8(buffer, count).trimmed());
+        const QString command = QString::fromUtf8(buffer, count).trimmed();
+        if (command == QLatin1String("wait"))
+            runLoop->fireLongTimers();
+        else
+            probe.startFlow(command);
     });
     say("ready");
     return QApplication::exec();
