@@ -8,8 +8,8 @@
 
 class QWidget;
 
-/// The user at the dialogs: gives one answer after the other, each once the dialog that it is for is
-/// on the screen above all others, with the events of a keyboard.
+/// The user at the dialogs: gives one answer after the other, each once the dialog that it is for
+/// is on the screen above all others, with the events of a keyboard.
 class Answers final : public QObject
 {
     Q_OBJECT

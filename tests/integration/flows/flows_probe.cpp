@@ -1,7 +1,8 @@
-// Goes through the password-changed flow again and again in one process, with everything that the agent
-// has but for its end and the length of its timers. A line on the standard input names the kind of the
-// next flow, or says to "wait" until every timer has run out; "done BYTES" tells that a flow is over and how much of the heap
-// is in use. Each name given as an argument has something left behind by every flow.
+// Goes through the password-changed flow again and again in one process, with everything that the
+// agent has but for its end and the length of its timers. A line on the standard input names the
+// kind of the next flow, or says to "wait" until every timer has run out; "opened" tells that the
+// first dialog is there, "done BYTES" that a flow is over and how much of the heap is in use. Each
+// name given as an argument has something left behind by every flow.
 #include "app/SSDiagnosticLog.h"
 #include "app/SSEnroll.h"
 #include "foundation/SSLogger.h"
@@ -128,7 +129,7 @@ public:
         if (m_kinds.contains(QStringLiteral("descriptors")))
             static_cast<void>(::open("/dev/null", O_RDONLY | O_CLOEXEC));
         if (m_kinds.contains(QStringLiteral("heap")))
-            m_heap.append(QByteArray(5000, 'x'));
+            m_heap.append(QByteArray(20000, 'x'));
         if (m_kinds.contains(QStringLiteral("children"))) {
             char name[] = "true";
             char *arguments[] = {name, nullptr};
@@ -170,9 +171,13 @@ public:
     void startFlow(const QString &kind)
     {
         m_running = true;
-        write(m_preferences, "<plist version=\"1.0\"><dict><key>PasswordChanged</key><true/></dict></plist>");
-        write(fromEnvironment("ANSWER"), kind == QLatin1String("refused") ? "No such luck\n" : "Done!\n");
-        m_answers.give(answersFor(kind));
+        write(m_preferences,
+              "<plist version=\"1.0\"><dict><key>PasswordChanged</key><true/></dict></plist>");
+        write(fromEnvironment("ANSWER"),
+              kind == QLatin1String("refused") ? "No such luck\n" : "Done!\n");
+        std::deque<Answers::Answer> answers = answersFor(kind);
+        answers.push_front({Dialog::Administrator, {}, Qt::Key_unknown, [] { say("opened"); }});
+        m_answers.give(std::move(answers));
         m_enroll = SSEnroll::initWithNotification(std::nullopt, nullptr);
     }
 
@@ -181,7 +186,8 @@ public:
     {
         if (!std::exchange(m_running, false))
             return;
-        QMetaObject::invokeMethod(this, [this] { afterwards(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this] { afterwards(); }, Qt::QueuedConnection);
     }
 
 private:
@@ -191,7 +197,8 @@ private:
         const Answers::Answer right{Dialog::Administrator,
                                     {administrator, fromEnvironment("ADMINISTRATOR_PASSWORD")}};
         const Answers::Answer password{Dialog::NewPassword, {fromEnvironment("PASSWORD")}};
-        const Answers::Answer wrong{Dialog::Administrator, {administrator, QStringLiteral("wrong")}};
+        const Answers::Answer wrong{Dialog::Administrator,
+                                    {administrator, QStringLiteral("wrong")}};
         const Answers::Answer wrongPassword{Dialog::NewPassword, {QStringLiteral("wrong")}};
         const Answers::Answer alert{Dialog::Alert, {}};
         const auto then = [](Dialog dialog, std::function<void()> action) {
@@ -202,8 +209,9 @@ private:
         if (kind == QLatin1String("mistaken"))
             return {wrong, alert, right, wrongPassword, alert, password};
         if (kind == QLatin1String("cancelled")) {
-            return {right, {Dialog::NewPassword, {}, Qt::Key_Escape},
-                    then(Dialog::None, [] { say("cancelled"); })};
+            return {right, {Dialog::NewPassword, {}, Qt::Key_Escape}, then(Dialog::None, [] {
+                        say("cancelled");
+                    })};
         }
         if (kind == QLatin1String("ended")) {
             // As at the end of the session.
