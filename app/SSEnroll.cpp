@@ -56,6 +56,8 @@ SSEnroll::SSEnroll(const std::optional<UserNotification> &notification)
                              }})
     , m_notification(notification)
 {
+    if (notification)
+        m_waitingClicks.append(*notification);
 }
 
 SSEnroll::~SSEnroll() = default;
@@ -126,9 +128,7 @@ void SSEnroll::loadSettingsAndProcessNotification()
     const SSFunctionLog scope("-[SSEnroll loadSettingsAndProcessNotification]");
     if (loadSettings()) {
         if (m_notification) {
-            // A copy: the application may end, and with it all of this object's, in a dialog.
-            const UserNotification clicked = *m_notification;
-            processUserNotification(clicked);
+            processWaitingClicks();
             return;
         }
         if (!m_settingsPasswordChangedCached && needProcessPasswordChanged())
@@ -143,6 +143,7 @@ void SSEnroll::loadSettingsAndProcessNotification()
         return;
     }
     SSLog(1, SSMessageType::Error, "Enroll: Unable retrieve settings from Active Directory.");
+    m_waitingClicks.clear();
     // A process launched by a click has not looked for the cache before.
     if (m_notification && !m_settingsPasswordChangedCached)
         m_settingsPasswordChangedCached = SSLogonSettings::settingsFromCache();
@@ -367,4 +368,5 @@ void SSEnroll::terminate()
     m_settingsPasswordChangedCached.reset();
     m_userEnrolmentInfo.reset();
     m_notification.reset();
+    m_waitingClicks.clear();
 }

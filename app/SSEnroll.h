@@ -96,6 +96,10 @@ private:
     [[nodiscard]] bool loadSettings();
     void keepKeys();
     void loadSettingsAndProcessNotification();
+    /// Handles a click, or keeps it until a process launched by one has its settings; such a
+    /// process that has given up looks for them again.
+    void processClick(const UserNotification &notification);
+    void processWaitingClicks();
 
     void startLoadSettingsTimer();
     void stopLoadSettingsTimer();
@@ -138,6 +142,7 @@ private:
     /// While it runs; its caller's stack owns it, so that it outlives an abort.
     std::weak_ptr<SSSecureTokenUpdate> m_secureTokenUpdate;
     std::optional<UserNotification> m_notification;
+    QList<UserNotification> m_waitingClicks;
     std::shared_ptr<RunLoopTimer> m_watchdogTimer;
     std::shared_ptr<RunLoopTimer> m_loadSettingsTimer;
 };

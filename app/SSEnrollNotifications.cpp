@@ -201,8 +201,37 @@ void SSEnroll::didActivateNotification(const UserNotification &notification)
     const SSFunctionLog scope("-[SSEnroll userNotificationCenter:didActivateNotification:]");
     Platform::current().runLoop->performOnMainThread([weak = weak_from_this(), notification] {
         if (const auto self = weak.lock())
-            self->processUserNotification(notification);
+            self->processClick(notification);
     });
+}
+
+void SSEnroll::processClick(const UserNotification &notification)
+{
+    if (!m_notification || m_settingsEnroll) {
+        processUserNotification(notification);
+        return;
+    }
+    const auto isSame = [&](const UserNotification &other) {
+        return other.identifier == notification.identifier &&
+               other.additionalActivationAction == notification.additionalActivationAction;
+    };
+    if (std::none_of(m_waitingClicks.cbegin(), m_waitingClicks.cend(), isSame))
+        m_waitingClicks.append(notification);
+    const bool hasGivenUp = !m_loadSettingsTimer;
+    if (hasGivenUp) {
+        m_tryCount = 0;
+        loadSettingsAndProcessNotification();
+    }
+}
+
+void SSEnroll::processWaitingClicks()
+{
+    for (const UserNotification &click : std::exchange(m_waitingClicks, {})) {
+        // The application may end, and with it all of this object's, in the dialog of the one
+        // before.
+        if (m_notification)
+            processUserNotification(click);
+    }
 }
 
 bool SSEnroll::shouldPresentNotification(const UserNotification &)

@@ -5,13 +5,14 @@
 #include "filevault/SSSecureTokenAlertUserPassword.h"
 #include "filevault/SSSecureTokenErrorAlert.h"
 #include "filevault/SSSecureTokenHelper.h"
+#include "foundation/SSFormat.h"
 #include "foundation/SSFunctionLog.h"
 #include "foundation/SSLogger.h"
 #include "platform/Alerts.h"
 #include "security/SSSecureData.h"
 #include "settings/SSLogonSettings.h"
 
-#include <optional>
+#include <utility>
 
 namespace {
 
@@ -49,40 +50,53 @@ qint64 SSSecureTokenUpdate::update()
         return SSUpdateResult::Failed;
     }
 
-    const auto adminUser = SSSecureTokenAlertAdminUser::initWithSettings(m_settings);
-    m_alertAdminUser = adminUser;
-    qint64 result = adminUser->doModal();
-    m_alertAdminUser.reset();
-    if (result != SSUpdateResult::Done)
-        return result;
-
-    const auto user = SSSecureTokenAlertUserPassword::initWithSettings(m_settings, m_userName);
-    m_alertUserPassword = user;
-    result = user->doModal();
-    m_alertUserPassword.reset();
+    Credentials credentials;
+    const qint64 result = askForCredentials(credentials);
     if (result != SSUpdateResult::Done)
         return result;
 
     // Before the tools run: the flow is not offered again after a failure.
     static_cast<void>(SSSecureTokenHelper::resetPasswordChangedFlag());
     std::optional<QString> message;
-    bool updated = false;
-    {
-        const SSBusyCursor busy;
-        updated = SSSecureTokenHelper::updateSecureTokenUserWithUserName(
-            m_userName, *user->userPassword(), adminUser->adminUserName(),
-            *adminUser->adminPassword(), message);
-    }
-    if (updated)
+    // Given away: the alert below may be on the screen for hours.
+    if (runTools(std::move(credentials), message))
         return SSUpdateResult::Done;
     SSLog(1, SSMessageType::Error, "Unable update secure token for user: %@", m_userName);
-    alertWithMessage(message.value_or(QString()));
+    alertWithMessage(message);
     return SSUpdateResult::Failed;
 }
 
-void SSSecureTokenUpdate::alertWithMessage(const QString &message)
+qint64 SSSecureTokenUpdate::askForCredentials(Credentials &credentials)
 {
-    m_alertError = std::make_unique<FailureAlert>(message);
+    m_alertAdminUser = SSSecureTokenAlertAdminUser::initWithSettings(m_settings);
+    // Kept here as well: whatever the dialog's event loop calls may drop the property.
+    const auto adminUser = m_alertAdminUser;
+    qint64 result = adminUser->doModal();
+    m_alertAdminUser.reset();
+    if (result != SSUpdateResult::Done)
+        return result;
+    credentials.adminUserName = adminUser->adminUserName();
+    credentials.adminPassword = adminUser->adminPassword();
+
+    m_alertUserPassword = SSSecureTokenAlertUserPassword::initWithSettings(m_settings, m_userName);
+    const auto user = m_alertUserPassword;
+    result = user->doModal();
+    m_alertUserPassword.reset();
+    credentials.userPassword = user->userPassword();
+    return result;
+}
+
+bool SSSecureTokenUpdate::runTools(Credentials credentials, std::optional<QString> &message) const
+{
+    const SSBusyCursor busy;
+    return SSSecureTokenHelper::updateSecureTokenUserWithUserName(
+        m_userName, *credentials.userPassword, credentials.adminUserName,
+        *credentials.adminPassword, message);
+}
+
+void SSSecureTokenUpdate::alertWithMessage(const std::optional<QString> &message)
+{
+    m_alertError = std::make_unique<FailureAlert>(SSFormat::format("%@", message));
     m_alertError->runModal();
     m_alertError.reset();
 }

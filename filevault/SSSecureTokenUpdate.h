@@ -3,8 +3,10 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
 class SSLogonSettings;
+class SSSecureData;
 class SSSecureTokenAlertAdminUser;
 class SSSecureTokenAlertUserPassword;
 class SSSecureTokenErrorAlert;
@@ -39,10 +41,20 @@ public:
     /// Ends the dialog on the screen, if any: update() then returns Aborted, or Failed when the
     /// dialog was the report of a failure.
     void abort();
-    /// Reports a failure to the user; returns when he has seen it.
-    void alertWithMessage(const QString &message);
+    /// Reports a failure to the user, "(null)" without a message; returns when he has seen it.
+    void alertWithMessage(const std::optional<QString> &message);
 
 private:
+    struct Credentials
+    {
+        QString adminUserName;
+        std::shared_ptr<const SSSecureData> adminPassword;
+        std::shared_ptr<const SSSecureData> userPassword;
+    };
+    /// Runs both dialogs; one of SSUpdateResult, and with Done the credentials are whole.
+    [[nodiscard]] qint64 askForCredentials(Credentials &credentials);
+    [[nodiscard]] bool runTools(Credentials credentials, std::optional<QString> &message) const;
+
     const std::shared_ptr<const SSLogonSettings> m_settings;
     const QString m_userName;
     std::shared_ptr<SSSecureTokenAlertAdminUser> m_alertAdminUser;

@@ -104,7 +104,8 @@ QString SSControlHelp::general()
     QString text = flowed(QStringLiteral(
         "Shows what the self-service agent sees: which configuration it finds in the directory, "
         "what it makes of it, and what the web interface tells it about a user. It asks the same "
-        "questions in the same way as the agent and changes nothing."));
+        "questions in the same way as the agent. Only \"flag set\" and \"flag reset\" change "
+        "anything."));
     text += QStringLiteral("\n\nUsage: %1 COMMAND [OPTIONS]\n\nCommands:\n").arg(programName());
     qsizetype width = 0;
     for (const SSControlCommand *command : SSControlCommands::all())

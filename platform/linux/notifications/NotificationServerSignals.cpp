@@ -39,12 +39,14 @@ void NotificationServerLink::onNotificationClosed(const QDBusMessage &message)
         }
         identifier = it->notification.identifier;
         const auto now = Clock::now();
-        if (!it->removalAsked && it->activatedAt && now - *it->activatedAt < kClosedByActivation) {
+        // Of an earlier process's notification nothing is known that could be shown again.
+        if (!it->removalAsked && !it->fromEarlierProcess && it->activatedAt &&
+            now - *it->activatedAt < kClosedByActivation) {
             it->stage = Stage::ClosedByActivation;
             it->id = 0;
             redeliver = it->serial;
         } else {
-            if (!it->removalAsked && !it->fromEarlierProcess)
+            if (!it->removalAsked)
                 m_recentlyClosed.push_back({*it, now});
             if (m_recentlyClosed.size() > kClosedRemembered)
                 m_recentlyClosed.pop_front();
@@ -131,14 +133,19 @@ void NotificationServerLink::onActionInvoked(const QDBusMessage &message)
                 keepForLater(message);
                 return;
             }
-            it = entries.insert(entries.end(), closed->entry);
+            notification = closed->entry.notification;
+            if (!closed->entry.fromEarlierProcess) {
+                it = entries.insert(entries.end(), closed->entry);
+                it->stage = Stage::ClosedByActivation;
+                it->id = 0;
+                it->activatedAt = now;
+                redeliver = it->serial;
+            }
             m_recentlyClosed.erase(closed);
-            it->stage = Stage::ClosedByActivation;
-            it->id = 0;
-            redeliver = it->serial;
+        } else {
+            it->activatedAt = now;
+            notification = it->notification;
         }
-        it->activatedAt = now;
-        notification = it->notification;
     }
     m_lastActivatedId = id;
     m_lastActivatedKey = key;

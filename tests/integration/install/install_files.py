@@ -34,11 +34,34 @@ BUNDLE_ICON = ("/Library/ZevrikSelfService/Self-Service Password Reset.app/Conte
                "AppIcon.svg")
 DOCUMENTS = f"{PREFIX}/share/doc/zevrikselfservice"
 EXAMPLE = f"{DOCUMENTS}/directory.conf.example"
+MANUALS = {f"{DOCUMENTS}/{name}.md" for name in ("dialogs", "directory", "disk-encryption", "keywords",
+                                                 "offline-reset", "passwords", "settings-cache",
+                                                 "zevrikselfservicectl")}
+PICTURES = {f"{DOCUMENTS}/pictures/dialog-{name}.png" for name in (
+    "admin", "admin-200", "admin-dark", "admin-rtl", "failure", "not-in-sync", "refused", "user",
+    "wrong-password")}
 PROGRAMS = {AGENT, CONTROL}
-DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, SUDOERS, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON, EXAMPLE,
-        f"{DOCUMENTS}/directory.md", f"{DOCUMENTS}/disk-encryption.md",
-        f"{DOCUMENTS}/offline-reset.md", f"{DOCUMENTS}/passwords.md", f"{DOCUMENTS}/settings-cache.md",
-        f"{DOCUMENTS}/zevrikselfservicectl.md"}
+DATA = {MENU_ENTRY, LOGIN_ENTRY, BUS_SERVICE, PAM, SUDOERS, TMPFILES, SYSUSERS, ICON, STATUS_ICON, BUNDLE_ICON,
+        EXAMPLE, *MANUALS, *PICTURES}
+
+
+def headings(manual):
+    """The anchors of a manual's headings."""
+    return {re.sub(r"[^\w -]", "", line).strip().lower().replace(" ", "-")
+            for line in re.findall(r"^#+ (.*)$", manual.read_text(encoding="utf-8"), re.MULTILINE)}
+
+
+def names_in_tables(text):
+    """What stands as code in a manual's tables; of one that begins with a dot, the prefix is that of the
+    one before it."""
+    names = set()
+    for row in re.findall(r"^\|.*$", text, re.MULTILINE):
+        prefix = ""
+        for name in re.findall(r"`([^`]+)`", row):
+            name = prefix + name if name.startswith(".") else name
+            prefix = name.rpartition(".")[0]
+            names.add(name)
+    return names
 
 
 class InstalledFiles(unittest.TestCase):
@@ -80,6 +103,32 @@ class InstalledFiles(unittest.TestCase):
                             f"{path} is in no row of {rows}")
         for row in rows:
             self.assertTrue(self.at(row).exists(), f"the row {row} is not installed")
+
+    def test_the_manuals_lead_to_manuals_pictures_and_headings_that_are_there(self):
+        for path in MANUALS:
+            manual = self.at(path)
+            for target in re.findall(r"\]\(([^)]+)\)", manual.read_text(encoding="utf-8")):
+                name, _, section = target.partition("#")
+                linked = manual.parent / name if name else manual
+                self.assertTrue(linked.is_file(), f"{path}: {target}")
+                if section:
+                    self.assertIn(section, headings(linked), f"{path}: {target}")
+
+    def test_the_manual_names_every_keyword_and_key(self):
+        named = names_in_tables(self.at(f"{DOCUMENTS}/keywords.md").read_text(encoding="utf-8"))
+        top = README.parent
+        wanted = set(re.findall(r'^SS_KEYWORD\(\w+, \w+, "([^"]+)"\)',
+                                (top / "directory/SSConnectionPointKeywords.def").read_text(), re.MULTILINE))
+        logon = (top / "settings/SSLogonSettings.def").read_text()
+        # Those that are loaded, as their place in that order says. Key material has no key.
+        for row in re.split(r"^SS_LOGON_SETTING\(", logon, flags=re.MULTILINE)[1:]:
+            if not row.startswith("Secure") and re.search(r"^ +[1-9]\d*, [A-Z]", row, re.MULTILINE):
+                wanted.add(re.search(r'"([^"]+)"', row)[1])
+        wanted |= set(re.findall(r'"(EnrollReminder\.\w+)"',
+                                 (top / "settings/SSTraySettings.cpp").read_text()))
+        self.assertLessEqual({"FileVaultSyncDialog.Text1", "ExchangeKeys.Error", "WebInterfaceURL",
+                              "UpdateCredentialsCache.Enabled", "EnrollReminder.Url"}, wanted)
+        self.assertEqual(wanted - named, set())
 
     def test_the_desktop_entries_are_valid(self):
         for path in (MENU_ENTRY, LOGIN_ENTRY):

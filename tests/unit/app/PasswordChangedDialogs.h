@@ -60,6 +60,11 @@ public:
         type(window, {QStringLiteral("Neu-9")});
         window.press(continueTag);
     }
+    static void enterWrongPassword(FakeAlertWindow &window)
+    {
+        type(window, {QStringLiteral("wrong")});
+        window.press(continueTag);
+    }
     static FakeAlerts::Answer press(qint64 tag)
     {
         return [tag](FakeAlertWindow &window) { window.press(tag); };

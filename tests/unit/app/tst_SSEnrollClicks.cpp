@@ -6,6 +6,16 @@
 class tst_SSEnrollClicks : public QObject
 {
     Q_OBJECT
+
+    static void click(const EnrollFixture &f, const std::optional<QString> &action = std::nullopt)
+    {
+        UserNotification clicked;
+        clicked.identifier = f.identifier();
+        clicked.additionalActivationAction = action;
+        f.fake.notificationCenter->activate(clicked);
+        f.fake.runLoop->runPending();
+    }
+
 private Q_SLOTS:
     void aClickStartsThePageOnceTheSettingsAreLoaded()
     {
@@ -48,11 +58,41 @@ private Q_SLOTS:
     {
         EnrollFixture f;
         f.startWithClick(f.identifier());
-        UserNotification again;
-        again.identifier = f.identifier();
-        f.fake.notificationCenter->activate(again);
-        f.fake.runLoop->runPending();
+        click(f);
         QCOMPARE(f.fake.workspace->opened.size(), 2);
+    }
+
+    void aSecondClickWaitsForTheSettingsLikeTheFirst()
+    {
+        EnrollFixture f;
+        f.setDirectoryFails(true);
+        f.startWithClick(f.identifier());
+        click(f);
+        click(f, QStringLiteral("another"));
+        f.fake.runLoop->advance(10);
+        QVERIFY(f.fake.workspace->opened.isEmpty());
+        QCOMPARE(f.errors().filter(QStringLiteral("There is no enrollment page")), QStringList());
+        f.setDirectoryFails(false);
+        f.fake.runLoop->advance(10);
+        // One for both clicks that say the same, one for the other.
+        QCOMPARE(f.fake.workspace->opened.size(), 2);
+        QCOMPARE(f.searches(), 3);
+    }
+
+    void aClickAfterTheLastAttemptTriesAgainForItselfAlone()
+    {
+        EnrollFixture f;
+        f.start();
+        f.fake.runLoop->advance(10); // leaves a cache, so that the next process lives on
+        f.setDirectoryFails(true);
+        f.startWithClick(f.identifier());
+        f.fake.runLoop->advance(60);
+        QVERIFY(!f.terminated());
+        f.setDirectoryFails(false);
+        f.fake.runLoop->advance(600);
+        QVERIFY(f.fake.workspace->opened.isEmpty());
+        click(f, QStringLiteral("another"));
+        QCOMPARE(f.fake.workspace->opened.size(), 1);
     }
 };
 

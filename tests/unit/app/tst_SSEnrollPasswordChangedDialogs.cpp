@@ -82,6 +82,55 @@ private Q_SLOTS:
         QVERIFY(!f.terminated());
     }
 
+    void laterAndSkipTakeDownAnAlertToo_data()
+    {
+        QTest::addColumn<Scenario>("upToTheAlert");
+        QTest::addColumn<bool>("later");
+        QTest::addColumn<bool>("goesOn");
+        QTest::addColumn<QStringList>("errors");
+
+        const Scenario firstError{
+            [](Dialogs &f) { f.answerWith(Dialogs::enterWrongAdministrator); }};
+        const Scenario secondError{[](Dialogs &f) {
+            f.answerWith(Dialogs::enterAdministrator);
+            f.answerWith(Dialogs::enterWrongPassword);
+        }};
+        const Scenario failure{[](Dialogs &f) { f.answerUpToTheFailureAlert(); }};
+        const QStringList failed{u"[Error]: Unable update secure token for user: jdoe"_s,
+                                 u"[Error]: Invalid secureToken status: 4"_s};
+        QTest::newRow("later, first dialog's error") << firstError << true << true << QStringList();
+        QTest::newRow("skip, first dialog's error")
+            << firstError << false << false << QStringList();
+        QTest::newRow("later, second dialog's error")
+            << secondError << true << true << QStringList();
+        QTest::newRow("skip, second dialog's error")
+            << secondError << false << false << QStringList();
+        // The tools were asked: there is nothing to be put off any more.
+        QTest::newRow("later, failure") << failure << true << false << failed;
+        QTest::newRow("skip, failure") << failure << false << false << failed;
+    }
+    void laterAndSkipTakeDownAnAlertToo()
+    {
+        QFETCH(Scenario, upToTheAlert);
+        QFETCH(bool, later);
+        QFETCH(bool, goesOn);
+        QFETCH(QStringList, errors);
+        Dialogs f;
+        f.startAndPrompt();
+        upToTheAlert.script(f);
+        f.answerWith([&f, later](FakeAlertWindow &) {
+            f.click(later ? f.laterIdentifier() : f.skipIdentifier());
+        });
+        f.click();
+        QVERIFY(f.fake.alerts->answers.isEmpty());
+        QCOMPARE(f.errors(), errors);
+        QCOMPARE(f.flag(), goesOn);
+        QCOMPARE(f.promptsShown(), 0);
+        QCOMPARE(f.enroll->stagePasswordChanged(), goesOn ? SSStage::Reminding : SSStage::Done);
+        QCOMPARE(f.fake.runLoop->armedIntervals().contains(1200.0), goesOn);
+        QCOMPARE(f.terminated(), !goesOn);
+    }
+
     void aReminderWhileADialogIsOpenShowsThePromptAnew()
     {
         Dialogs f;

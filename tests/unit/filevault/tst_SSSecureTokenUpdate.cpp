@@ -1,6 +1,7 @@
 #include "filevault/SSSecureTokenUpdate.h"
 
 #include "tests/unit/filevault/DialogFixture.h"
+#include "tests/unit/filevault/SeeingProtection.h"
 
 #include <QTest>
 
@@ -257,6 +258,46 @@ private Q_SLOTS:
         });
         QCOMPARE(update.update(), 4);
         QVERIFY(aborted);
+    }
+
+    void aFailureWithoutAMessageIsShownAsSuch()
+    {
+        Fixture f;
+        const auto played = f.fake.childProcesses->answer;
+        f.fake.childProcesses->answer = [&](const FakeChildProcesses::Run &run) {
+            auto answer = played(run);
+            if (f.tools.asked.last().startsWith(u"update "))
+                answer.output = "\xFF is no UTF-8";
+            return answer;
+        };
+        confirmBoth(f);
+        f.thenPress(ok);
+        SSSecureTokenUpdate update(nullptr, u"jdoe"_s);
+        QCOMPARE(update.update(), 4);
+        QCOMPARE(f.windows().last(), u"(null)"_s);
+    }
+
+    void noPasswordIsKeptWhileTheFailureAlertIsOnTheScreen()
+    {
+        Fixture f;
+        const auto memory = std::make_shared<SeeingProtection>();
+        f.fake.platform.memory = memory;
+        f.tools.updates = false;
+        f.tools.failure = toolOutput;
+        const auto both = [&] {
+            return memory->holds(u"s3cret"_s) && memory->holds(u"new-pass"_s);
+        };
+        const auto any = [&] { return memory->holds(u"s3cret"_s) || memory->holds(u"new-pass"_s); };
+        bool duringUpdate = false;
+        f.tools.duringUpdate = [&] { duringUpdate = both(); };
+        confirmBoth(f);
+        f.then([&](FakeAlertWindow &window) {
+            QVERIFY(!any());
+            window.press(ok);
+        });
+        SSSecureTokenUpdate update(nullptr, u"jdoe"_s);
+        QCOMPARE(update.update(), 4);
+        QVERIFY(duringUpdate);
     }
 
     void aFlagThatCannotBeClearedDoesNotHoldTheUpdateUp()

@@ -318,6 +318,43 @@ private Q_SLOTS:
         QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }, 3));
     }
 
+    void nothingIsShownAgainOfAnEarlierProcess_data()
+    {
+        QTest::addColumn<QString>("behaviour");
+        QTest::addRow("closed after the click") << QStringLiteral("--closes-on-activation");
+        QTest::addRow("closed before the click") << QStringLiteral("--closes-first");
+    }
+    void nothingIsShownAgainOfAnEarlierProcess()
+    {
+        QFETCH(QString, behaviour);
+        start({behaviour});
+        int id = 0;
+        {
+            LogRecorder log;
+            const auto earlier = center(log);
+            earlier->deliver(enrollNotification());
+            id = nextCall().value(QStringLiteral("id")).toInt();
+            waitUntilShown(log);
+        }
+        LogRecorder log;
+        const auto recorder = std::make_shared<ActivationRecorder>();
+        const auto notifications = center(log);
+        notifications->setDelegate(recorder);
+        QCOMPARE(identifiers(notifications->deliveredNotifications()),
+                 QStringList{enrollNotification().identifier});
+        invoke(id, QStringLiteral("default"));
+        QCOMPARE(identifiers(recorder->waitFor(1)), QStringList{enrollNotification().identifier});
+        QVERIFY(sleepUntil([&] { return notifications->deliveredNotifications().isEmpty(); }));
+        // What is shown again of this process comes after what would have been of the other one's.
+        notifications->deliver(passwordNotification());
+        const int own = nextCall().value(QStringLiteral("id")).toInt();
+        waitUntilShown(log);
+        invoke(own, QStringLiteral("default"));
+        QCOMPARE(recorder->waitFor(2).size(), 2);
+        QCOMPARE(nextCall().value(QStringLiteral("summary")).toString(),
+                 QStringLiteral("Complete your password reset"));
+    }
+
 private:
     void start(const QStringList &switches = {})
     {

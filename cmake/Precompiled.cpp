@@ -1,0 +1,1 @@
+// A target that makes a precompiled header needs a source.
