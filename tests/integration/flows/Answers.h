@@ -21,7 +21,7 @@ public:
         Dialog dialog = Dialog::None;
         /// For the entries, in their order.
         QStringList texts = {};
-        /// Return, Escape, or any other: then `action` is run instead.
+        /// Unless there is an action to be done instead.
         Qt::Key key = Qt::Key_Return;
         std::function<void()> action = {};
     };
