@@ -15,7 +15,7 @@ namespace {
 bool holdsSecureToken()
 {
     return SSSecureTokenHelper::secureTokenStatusWithUserName(
-        Platform::current().identity->userName());
+        Platform::current().identity->accountName());
 }
 
 /// What the user is asked again by, in minutes: 0 without a button that says so.

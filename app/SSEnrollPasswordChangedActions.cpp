@@ -108,7 +108,7 @@ void SSEnroll::processPasswordChangedAction()
     // The application may end below the dialogs: this and the update stay until they have unwound.
     const auto self = shared_from_this();
     const auto update = std::make_shared<SSSecureTokenUpdate>(
-        loginSettings(), Platform::current().identity->userName());
+        loginSettings(), Platform::current().identity->accountName());
     m_secureTokenUpdate = update;
     processUpdateResult(update->update());
     m_secureTokenUpdate.reset();

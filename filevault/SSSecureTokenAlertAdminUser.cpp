@@ -25,7 +25,7 @@ namespace {
 bool isLoggedInUser(const QString &name)
 {
     const auto identity = Platform::current().identity;
-    if (name.compare(identity->userName(), Qt::CaseInsensitive) == 0)
+    if (name.compare(identity->accountName(), Qt::CaseInsensitive) == 0)
         return true;
     const auto users = identity->usersWithName(name);
     return users && std::any_of(users.value().cbegin(), users.value().cend(),

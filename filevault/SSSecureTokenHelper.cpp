@@ -125,12 +125,13 @@ bool SSSecureTokenHelper::verifyDiskPasswordWithAdminUserName(
     // Deliberate: without SecureToken nothing is checked.
     if (!isSecureTokenSupported())
         return true;
+    const SSUserInfo user(userName.value_or(QString()));
     if (!userName) {
         SSLog(1, SSMessageType::Error,
               "verifyDiskPasswordWithUserName: Unable get info for the user: %@", userName);
         return false;
     }
-    const QString userUID = SSUserInfo(*userName).userUID().value_or(QString());
+    const QString userUID = user.userUID().value_or(QString());
     if (userUID.isEmpty()) {
         SSLog(1, SSMessageType::Error, "verifyDiskPasswordWithUserName: User UID is empty");
         return false;

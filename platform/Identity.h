@@ -38,7 +38,8 @@ public:
     /// `jdoe@corp.example.test` and `CORP\jdoe`). Directory queries and the web interface use it.
     [[nodiscard]] virtual QString userName() = 0;
 
-    /// The same user's name as the computer's account database spells it.
+    /// The same user's name as the computer's account database spells it, and with it PAM, `su`,
+    /// `sudo` and the tools of disk encryption.
     [[nodiscard]] virtual QString accountName() = 0;
 
     [[nodiscard]] virtual quint32 effectiveUserId() = 0;

@@ -106,6 +106,9 @@ public:
     /// moment: whatever is done through the result is done with his rights and no others, makes
     /// files and folders of his, follows no link but root's and replaces nobody else's file. For
     /// root; any other user gets himself alone. The result may outlive this object.
+    /// Two things are root's: a file of his that its mode keeps from himself is read all the same,
+    /// and one that is replaced keeps its group, also one that he is not in, when `initial` names
+    /// that.
     [[nodiscard]] virtual Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
     asUser(const QString &accountName) = 0;
 };

@@ -51,7 +51,7 @@ SSControlAnswer status(const SSControlInvocation &invocation)
         if (const auto reason = faultOfUser(*other))
             return SSControlAnswer::failed(*reason);
     }
-    const QString user = other.value_or(identity.userName());
+    const QString user = other.value_or(identity.accountName());
     const bool isSupported = SSSecureTokenHelper::isSecureTokenSupported();
     // Without SecureToken the list decides, which is root's alone to read.
     const bool isAskable = isSupported || identity.effectiveUserId() == 0;

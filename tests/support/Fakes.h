@@ -67,7 +67,7 @@ class FakeIdentity final : public IdentityService
 {
 public:
     [[nodiscard]] QString userName() override { return name; }
-    [[nodiscard]] QString accountName() override { return name; }
+    [[nodiscard]] QString accountName() override { return fullName.value_or(name); }
     [[nodiscard]] quint32 effectiveUserId() override { return userId; }
     [[nodiscard]] Result<std::optional<IdentityAccount>, IdentityError>
     accountWithId(quint32 id) override;
@@ -79,6 +79,7 @@ public:
     [[nodiscard]] bool isMember(const IdentityRecord &user, const IdentityRecord &group) override;
 
     QString name = QStringLiteral("jdoe");
+    std::optional<QString> fullName; ///< what the account database calls him; absent: the same
     quint32 userId = 1000;
     /// What accountWithId() finds.
     QList<IdentityAccount> accounts{

@@ -30,6 +30,33 @@ std::optional<QString> accountKey(const DirectoryDetails &details)
     return QStringLiteral("a:") + domain.toLower() + u'\\' + name.toLower();
 }
 
+/// The cached account that the query asks for by a name with its domain in it, `CORP\jdoe` or
+/// `jdoe@corp.example.test`, if the local answer is that account.
+std::optional<DirectoryDetails>
+accountAskedWithDomain(const DirectoryQuery &query,
+                       const Result<DirectoryRecords, DirectoryError> &local)
+{
+    if (query.recordType != DirectoryRecordType::Users ||
+        query.matchType != DirectoryMatchType::EqualTo ||
+        query.attribute != QStringView(DirectoryAttribute::RecordName) || !local ||
+        local.value().size() != 1)
+        return std::nullopt;
+    auto details = local.value().first()->details();
+    if (!details)
+        return std::nullopt;
+    const QString name = firstValue(details.value(), DirectoryAttribute::sAMAccountName);
+    const QString ntDomain = firstValue(details.value(), DirectoryAttribute::PrimaryNTDomain);
+    const QString dnsDomain = firstValue(details.value(), DirectoryAttribute::OriginalNodeName)
+                                  .section(QLatin1Char('/'), 3, 3);
+    const auto isAsked = [&query](const QString &spelling) {
+        return spelling.compare(query.value, Qt::CaseInsensitive) == 0;
+    };
+    if (name.isEmpty() || !((!ntDomain.isEmpty() && isAsked(ntDomain + QLatin1Char('\\') + name)) ||
+                            (!dnsDomain.isEmpty() && isAsked(name + QLatin1Char('@') + dnsDomain))))
+        return std::nullopt;
+    return std::move(details).value();
+}
+
 bool namesIgnoreCase(const QString &attribute)
 {
     return attribute == QStringView(DirectoryAttribute::GUID) ||
@@ -38,7 +65,7 @@ bool namesIgnoreCase(const QString &attribute)
            attribute == QStringView(DirectoryAttribute::sAMAccountName);
 }
 
-/// One person's two records seen as one.
+/// One person's records seen as one. There may be none of the directory's.
 class MergedRecord final : public DirectoryRecord
 {
 public:
@@ -50,7 +77,10 @@ public:
     {
     }
 
-    [[nodiscard]] QString description() const override { return m_directory->description(); }
+    [[nodiscard]] QString description() const override
+    {
+        return m_directory ? m_directory->description() : m_local->description();
+    }
 
     [[nodiscard]] Result<DirectoryDetails, DirectoryError> details() override { return m_details; }
 
@@ -59,7 +89,7 @@ public:
         // The computer's answer counts also without a network; the directory is asked only where
         // the computer may not say.
         auto answer = m_local->verifyPassword(password);
-        if (answer.ok() || answer.error().code != DirectoryError::Code::CannotTell)
+        if (answer.ok() || !m_directory || answer.error().code != DirectoryError::Code::CannotTell)
             return answer;
         return m_directory->verifyPassword(password);
     }
@@ -82,6 +112,28 @@ DirectoryDetails mergedDetails(const DirectoryDetails &local, DirectoryDetails d
         }
     }
     return directory;
+}
+
+/// The cached account that was asked for with its domain, and the directory's record of it if that
+/// is among `directory`. It goes by the name that it was asked for: the directory's own name of it
+/// would say that it is somebody else.
+std::shared_ptr<DirectoryRecord> recordWithDomain(const std::shared_ptr<DirectoryRecord> &local,
+                                                  DirectoryDetails details, const QString &asked,
+                                                  const DirectoryRecords &directory)
+{
+    const auto key = guidKey(details) ? guidKey : accountKey;
+    std::shared_ptr<DirectoryRecord> his;
+    for (const auto &record : directory) {
+        const auto found = record->details();
+        if (!found || key(found.value()) != key(details))
+            continue;
+        details = mergedDetails(details, found.value());
+        his = record;
+        break;
+    }
+    details.remove(QString::fromUtf16(DirectoryAttribute::sAMAccountName));
+    details.insert(QString::fromUtf16(DirectoryAttribute::RecordName), {asked});
+    return std::make_shared<MergedRecord>(local, std::move(his), std::move(details));
 }
 
 DirectoryRecords mergedRecords(const DirectoryRecords &local, const DirectoryRecords &directory)
@@ -159,6 +211,11 @@ Result<DirectoryRecords, DirectoryError> SearchNode::query(const DirectoryQuery 
             m_diagnostics(1, DiagnosticType::Error, message);
     };
     auto local = m_localNode->query(asked);
+    const auto account = accountAskedWithDomain(query, local);
+    if (account) {
+        asked.value = firstValue(*account, DirectoryAttribute::sAMAccountName);
+        asked.maximumResults = 0; // those of other domains are among them
+    }
     auto directory = [&]() -> Result<DirectoryRecords, DirectoryError> {
         if (m_directoryNode)
             return m_directoryNode->query(asked);
@@ -166,6 +223,13 @@ Result<DirectoryRecords, DirectoryError> SearchNode::query(const DirectoryQuery 
                                       QStringLiteral("No directory domain is configured.")}};
     }();
 
+    if (account) {
+        local =
+            DirectoryRecords{recordWithDomain(local.value().first(), *account, query.value,
+                                              directory ? directory.value() : DirectoryRecords())};
+        if (directory)
+            return local;
+    }
     if (!directory) {
         const bool noDomain = directory.error().code == DirectoryError::Code::NotConfigured;
         if (noDomain && asked.recordType == DirectoryRecordType::Users)

@@ -1,5 +1,6 @@
 #include "platform/linux/desktop/AlertDialog.h"
 
+#include "platform/linux/desktop/AlertIcon.h"
 #include "platform/linux/desktop/AlertText.h"
 
 #include <QApplication>
@@ -9,7 +10,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
-#include <QStyle>
 #include <QWindow>
 
 #include <algorithm>
@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr int iconSide = 64;
 /// How much of the screen a window may take; the rest is for its frame and the panels.
 constexpr double screenShare = 0.9;
 /// How much of it the texts may take before they scroll.
@@ -27,27 +26,6 @@ constexpr int rowSpacing = 12;
 constexpr int buttonSpacing = 6;
 constexpr int preferredCharacters = 56;
 constexpr int leastLines = 3;
-
-QPixmap iconPixmap(const QImage &image, qreal ratio)
-{
-    QPixmap pixmap = QPixmap::fromImage(image.scaled(
-        QSize(iconSide, iconSide) * ratio, Qt::KeepAspectRatio, Qt::SmoothTransformation));
-    pixmap.setDevicePixelRatio(ratio);
-    return pixmap;
-}
-
-QStyle::StandardPixmap pixmapOfStyle(AlertStyle style)
-{
-    switch (style) {
-    case AlertStyle::Warning:
-        return QStyle::SP_MessageBoxWarning;
-    case AlertStyle::Informational:
-        return QStyle::SP_MessageBoxInformation;
-    case AlertStyle::Critical:
-        return QStyle::SP_MessageBoxCritical;
-    }
-    return QStyle::SP_MessageBoxWarning;
-}
 
 /// Those that the Tab key reaches, in their present order.
 QList<QWidget *> reachedByTab(QWidget *view)
@@ -115,13 +93,10 @@ void AlertDialog::setContents(const Contents &contents)
     setAccessibleName(contents.title);
     setAccessibleDescription(contents.message);
     m_text->setTexts(contents.message, contents.informative);
-    if (contents.icon && !contents.icon->isNull()) {
-        m_icon->setPixmap(iconPixmap(*contents.icon, devicePixelRatioF()));
-        setWindowIcon(QIcon(QPixmap::fromImage(*contents.icon)));
-    } else {
-        const QIcon icon = style()->standardIcon(pixmapOfStyle(contents.style), nullptr, this);
-        m_icon->setPixmap(icon.pixmap(QSize(iconSide, iconSide), devicePixelRatioF()));
-    }
+    m_image = contents.icon;
+    m_style = contents.style;
+    if (m_image && !m_image->isNull())
+        setWindowIcon(QIcon(QPixmap::fromImage(*m_image)));
     setButtons(contents.buttons);
     m_escapeButton = contents.escapeButton;
 }
@@ -197,13 +172,15 @@ void AlertDialog::fit()
     if (std::exchange(m_fitting, true))
         return;
     ensurePolished();
+    m_icon->setPixmap(AlertIcon::pixmap(m_image, m_style, *this));
     const QScreen *screen =
         isVisible() ? this->screen() : QGuiApplication::screenAt(QCursor::pos());
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     const QSize room = screen->availableSize() * screenShare;
     const QMargins margins = m_grid->contentsMargins();
-    const int besides = margins.left() + margins.right() + iconSide + m_grid->horizontalSpacing();
+    const int besides =
+        margins.left() + margins.right() + AlertIcon::Side + m_grid->horizontalSpacing();
 
     const int widthLimit = room.width() - besides;
     fitButtons(room.width() - margins.left() - margins.right());

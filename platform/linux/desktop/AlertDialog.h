@@ -25,7 +25,7 @@ public:
         QString title;
         QString message;
         QString informative;
-        std::optional<QImage> icon; ///< the style's own when absent
+        std::optional<QImage> icon; ///< see AlertIcon
         AlertStyle style = AlertStyle::Warning;
         QStringList buttons; ///< the first is the default one; never empty
         /// Which of them Escape presses.
@@ -66,6 +66,8 @@ private:
     [[nodiscard]] int buttonsWidth() const;
 
     QLabel *m_icon;
+    std::optional<QImage> m_image;
+    AlertStyle m_style = AlertStyle::Warning;
     AlertText *m_text;
     QGridLayout *m_grid;
     QBoxLayout *m_buttonRow;

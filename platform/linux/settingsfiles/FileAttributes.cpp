@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,23 @@ namespace {
 
 constexpr mode_t permissionBits = 07777;
 constexpr auto unchanged = static_cast<uid_t>(-1);
+
+/// Also for a file that is not open for anything. False with errno set.
+bool own(int file, uid_t user, gid_t group)
+{
+    if (::fchown(file, user, group) == 0)
+        return true;
+    return errno == EBADF && ::fchownat(file, "", user, group, AT_EMPTY_PATH) == 0;
+}
+
+/// The same.
+bool changeMode(int file, mode_t mode)
+{
+    if (::fchmod(file, mode) == 0)
+        return true;
+    return errno == EBADF &&
+           ::chmod(("/proc/self/fd/" + QByteArray::number(file)).constData(), mode) == 0;
+}
 
 /// The number of the account or group in `found`, which was looked up by `name`.
 Result<quint32, SettingsFileError> numberOf(Result<QList<IdentityRecord>, IdentityError> found,
@@ -42,7 +60,7 @@ SettingsFileResult giveOwner(int file, const QString &name, IdentityService &ide
     struct stat state = {};
     if (auto seen = stateOf(file, state, path); !seen)
         return seen;
-    if (state.st_uid != owner.value() && ::fchown(file, owner.value(), unchanged) != 0) {
+    if (state.st_uid != owner.value() && !own(file, owner.value(), unchanged)) {
         return FileErrors::ofSystem(
             errno, QStringLiteral("Cannot make \"%1\" the owner of").arg(name), path);
     }
@@ -55,7 +73,7 @@ SettingsFileResult giveGroup(int file, quint32 group, const QString &name, const
     struct stat state = {};
     if (auto seen = stateOf(file, state, path); !seen)
         return seen;
-    if (state.st_gid != group && ::fchown(file, unchanged, group) != 0) {
+    if (state.st_gid != group && !own(file, unchanged, group)) {
         return FileErrors::ofSystem(
             errno, QStringLiteral("Cannot make \"%1\" the group of").arg(name), path);
     }
@@ -83,7 +101,7 @@ SettingsFileResult giveMode(int file, quint32 mode, const QByteArray &path)
     struct stat state = {};
     if (auto seen = stateOf(file, state, path); !seen)
         return seen;
-    if ((state.st_mode & permissionBits) != mode && ::fchmod(file, mode) != 0) {
+    if ((state.st_mode & permissionBits) != mode && !changeMode(file, mode)) {
         return FileErrors::ofSystem(
             errno, QStringLiteral("Cannot give the mode %1 to").arg(mode, 4, 8, QLatin1Char('0')),
             path);

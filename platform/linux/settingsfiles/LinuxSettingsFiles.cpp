@@ -1,11 +1,11 @@
 #include "platform/linux/settingsfiles/LinuxSettingsFiles.h"
 
 #include "platform/linux/settingsfiles/FileAttributes.h"
+#include "platform/linux/settingsfiles/FileContents.h"
 #include "platform/linux/settingsfiles/FileErrors.h"
 #include "platform/linux/settingsfiles/FileLock.h"
 #include "platform/linux/settingsfiles/FilePlace.h"
 #include "platform/linux/settingsfiles/FileSystemUser.h"
-#include "platform/linux/settingsfiles/Replacement.h"
 #include "platform/linux/settingsfiles/SettingsFilesOfUser.h"
 
 #include <QFile>
@@ -19,87 +19,6 @@
 #include <sys/resource.h>
 
 namespace {
-
-/// Bytes that are wiped unless they are handed on.
-class WipedBytes
-{
-public:
-    explicit WipedBytes(std::size_t size) : m_bytes(size) {}
-    ~WipedBytes()
-    {
-        if (!m_bytes.empty())
-            ::explicit_bzero(m_bytes.data(), m_bytes.size());
-    }
-    WipedBytes(const WipedBytes &) = delete;
-    WipedBytes &operator=(const WipedBytes &) = delete;
-    [[nodiscard]] std::span<std::byte> all() { return m_bytes; }
-    [[nodiscard]] SettingsFileBytes take() { return std::move(m_bytes); }
-
-private:
-    SettingsFileBytes m_bytes;
-};
-
-/// Fills `bytes` from the beginning of `file`; how many there were. None with errno set.
-std::optional<std::size_t> readInto(int file, std::span<std::byte> bytes)
-{
-    std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        const ssize_t count =
-            ::pread(file, bytes.data() + filled, bytes.size() - filled, static_cast<off_t>(filled));
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return std::nullopt;
-        if (count == 0)
-            break;
-        filled += static_cast<std::size_t>(count);
-    }
-    return filled;
-}
-
-/// Whether a file may become so long. False with errno set; the write itself would end the process.
-bool isWithinLimit(std::size_t size)
-{
-    rlimit limit = {};
-    if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY ||
-        size <= limit.rlim_cur)
-        return true;
-    errno = EFBIG;
-    return false;
-}
-
-/// Whether the disk has room for so many bytes, before anything is given up for them. False with
-/// errno set when it has none; what a file system cannot tell counts as room.
-bool hasRoom(int file, std::size_t size)
-{
-    if (size == 0)
-        return true;
-    while (::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0) {
-        if (errno != EINTR)
-            return errno != ENOSPC && errno != EDQUOT && errno != EFBIG;
-    }
-    return true;
-}
-
-Failure<SettingsFileError> cannotWrite(const QByteArray &path)
-{
-    return FileErrors::ofSystem(errno, QStringLiteral("Cannot write"), path);
-}
-
-/// Writes `bytes` from where `file` is.
-SettingsFileResult write(int file, std::span<const std::byte> bytes, const QByteArray &path)
-{
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = ::write(file, bytes.data() + written, bytes.size() - written);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return cannotWrite(path);
-        written += static_cast<std::size_t>(count);
-    }
-    return std::monostate();
-}
 
 SettingsFileResult checkTrust(const struct stat &found, const QByteArray &path)
 {
@@ -144,7 +63,7 @@ Result<Descriptor, SettingsFileError> openLocked(const FilePlace &place)
         if (!locked)
             return Failure{locked.error()};
         if (::fstat(file.number(), &found) != 0)
-            return cannotWrite(place.path());
+            return FileContents::cannotWrite(place.path());
         if (!place.holds(found)) { // replaced while it was waited for
             if (deadline.hasExpired())
                 return FileLock::notTaken(place.path());
@@ -238,7 +157,9 @@ SettingsFileResult LinuxSettingsFiles::setAttributes(const QString &path,
     if (!place)
         return Failure{place.error()};
     struct stat found = {};
-    const auto file = place.value().open(O_RDONLY, true, found);
+    auto file = place.value().open(O_RDONLY, true, found);
+    if (!file && file.error().code == SettingsFileError::Code::NotPermitted)
+        file = place.value().open(O_PATH, true, found); // its mode may keep it from its own owner
     if (!file)
         return Failure{file.error()};
     // By its other name it may be a file of the system's.
@@ -254,44 +175,36 @@ LinuxSettingsFiles::read(const QString &path, SettingsFileTrust trust, std::size
     const auto place = FilePlace::find(encoded(path));
     if (!place)
         return Failure{place.error()};
-    const QByteArray &name = place.value().path();
     struct stat found = {};
     const auto file = place.value().open(O_RDONLY, false, found);
     if (!file)
         return Failure{file.error()};
-    const auto locked =
-        FileLock::take(file.value().number(), FileLock::Kind::Shared, FileLock::deadline(), name);
+    return readOpen(file.value().number(), path, trust, limit);
+}
+
+Result<SettingsFileBytes, SettingsFileError> LinuxSettingsFiles::readOpen(int file,
+                                                                          const QString &path,
+                                                                          SettingsFileTrust trust,
+                                                                          std::size_t limit) const
+{
+    const QByteArray name = encoded(path);
+    const auto locked = FileLock::take(file, FileLock::Kind::Shared, FileLock::deadline(), name);
     if (!locked)
         return Failure{locked.error()};
-    if (::fstat(file.value().number(), &found) != 0)
+    struct stat found = {};
+    if (::fstat(file, &found) != 0)
         return FileErrors::ofSystem(errno, QStringLiteral("Cannot read"), name);
     if (trust == SettingsFileTrust::EffectiveUser) {
         if (const auto trusted = checkTrust(found, name); !trusted)
             return Failure{trusted.error()};
     }
-    const auto size = static_cast<std::size_t>(found.st_size);
-    if (size > limit) {
-        return FileErrors::of(
-            SettingsFileError::Code::TooLarge,
-            QStringLiteral("%1 has %2 bytes, more than the %3 that are read.")
-                .arg(FileErrors::quoted(name), QString::number(size), QString::number(limit)));
-    }
-    WipedBytes bytes(size);
-    const auto filled = readInto(file.value().number(), bytes.all());
-    if (!filled)
-        return FileErrors::ofSystem(errno, QStringLiteral("Cannot read"), name);
-    if (*filled != size) {
-        return FileErrors::of(
-            SettingsFileError::Code::System,
-            QStringLiteral("%1 became shorter while it was read.").arg(FileErrors::quoted(name)));
-    }
-    return bytes.take();
+    return FileContents::read(file, static_cast<std::size_t>(found.st_size), limit, name);
 }
 
 SettingsFileResult LinuxSettingsFiles::synced(int file, const QByteArray &path) const
 {
     if (m_durability == SettingsFileDurability::Synced && ::fsync(file) != 0)
-        return cannotWrite(path);
+        return FileContents::cannotWrite(path);
     return std::monostate();
 }
 
@@ -299,40 +212,71 @@ SettingsFileResult LinuxSettingsFiles::writeAtomically(const QString &path,
                                                        std::span<const std::byte> bytes,
                                                        const SettingsFileAttributes &initial)
 {
-    const auto found = FilePlace::find(encoded(path));
-    if (!found)
-        return Failure{found.error()};
-    const FilePlace &place = found.value();
-    Replacement::removeLeftovers(place);
-    if (const auto old = place.status()) {
-        if (!S_ISREG(old->st_mode))
-            return FileErrors::notPlain(*old, place.path());
-        // Its owner could not be given back to the new one.
-        if (FileSystemUser::isSomebodyElse() && old->st_uid != FileSystemUser::current())
-            return FileErrors::anothers(*old, place.path());
-    }
-    if (!isWithinLimit(bytes.size()))
-        return cannotWrite(place.path());
-    auto replacement = Replacement::beside(place);
+    auto replacement = writeBeside(path, bytes, initial);
     if (!replacement)
         return Failure{replacement.error()};
+    return takePlace(replacement.value());
+}
+
+Result<Replacement, SettingsFileError>
+LinuxSettingsFiles::writeBeside(const QString &path, std::span<const std::byte> bytes,
+                                const SettingsFileAttributes &initial) const
+{
+    auto found = FilePlace::find(encoded(path));
+    if (!found)
+        return Failure{found.error()};
+    const auto place = std::make_shared<const FilePlace>(std::move(found).value());
+    Replacement::removeLeftovers(*place);
+    if (const auto old = place->status()) {
+        if (!S_ISREG(old->st_mode))
+            return FileErrors::notPlain(*old, place->path());
+        // Its owner could not be given back to the new one.
+        if (FileSystemUser::isSomebodyElse() && old->st_uid != FileSystemUser::current())
+            return FileErrors::anothers(*old, place->path());
+    }
+    if (!FileContents::isWithinLimit(bytes.size()))
+        return FileContents::cannotWrite(place->path());
+    auto replacement = Replacement::beside(place);
+    if (!replacement)
+        return replacement;
     const int file = replacement.value().file();
-    if (auto written = write(file, bytes, place.path()); !written)
-        return written;
+    if (auto written = FileContents::write(file, bytes, place->path()); !written)
+        return Failure{written.error()};
     // Whole before anybody else may open it.
     FileAttributes::giveWhatMayBe(file, initial, *m_identity);
-    if (auto onDisk = synced(file, place.path()); !onDisk)
+    return replacement;
+}
+
+SettingsFileResult LinuxSettingsFiles::takePlace(Replacement &replacement) const
+{
+    if (auto onDisk = synced(replacement.file(), replacement.place().path()); !onDisk)
         return onDisk;
-    if (auto taken = replacement.value().takePlace(); !taken)
+    if (auto taken = replacement.takePlace(); !taken)
         return taken;
     if (m_durability == SettingsFileDurability::Synced) {
         // The file is in its place already; that it may not survive a power failure is no reason
         // to say that it was not written.
-        const Descriptor folder = place.openFolder();
+        const Descriptor folder = replacement.place().openFolder();
         if (folder.isOpen())
             static_cast<void>(::fsync(folder.number()));
     }
     return std::monostate();
+}
+
+Result<Descriptor, SettingsFileError> LinuxSettingsFiles::ownFile(const QString &path) const
+{
+    const auto place = FilePlace::find(encoded(path));
+    if (!place)
+        return Failure{place.error()};
+    struct stat found = {};
+    auto file = place.value().open(O_PATH, false, found);
+    if (!file)
+        return file;
+    if (found.st_nlink > 1)
+        return FileErrors::severalNames(found, place.value().path());
+    if (found.st_uid != FileSystemUser::current())
+        return FileErrors::anothers(found, place.value().path());
+    return file;
 }
 
 SettingsFileResult LinuxSettingsFiles::writeInPlace(const QString &path,
@@ -344,10 +288,12 @@ SettingsFileResult LinuxSettingsFiles::writeInPlace(const QString &path,
     const auto file = openLocked(place.value());
     if (!file)
         return Failure{file.error()};
-    if (!isWithinLimit(bytes.size()) || !hasRoom(file.value().number(), bytes.size()) ||
+    if (!FileContents::isWithinLimit(bytes.size()) ||
+        !FileContents::hasRoom(file.value().number(), bytes.size()) ||
         ::ftruncate(file.value().number(), 0) != 0)
-        return cannotWrite(place.value().path());
-    if (auto written = write(file.value().number(), bytes, place.value().path()); !written)
+        return FileContents::cannotWrite(place.value().path());
+    if (auto written = FileContents::write(file.value().number(), bytes, place.value().path());
+        !written)
         return written;
     return synced(file.value().number(), place.value().path());
 }

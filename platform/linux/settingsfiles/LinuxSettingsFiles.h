@@ -2,6 +2,8 @@
 
 #include "platform/Identity.h"
 #include "platform/SettingsFiles.h"
+#include "platform/linux/settingsfiles/Descriptor.h"
+#include "platform/linux/settingsfiles/Replacement.h"
 
 #include <QByteArray>
 
@@ -35,6 +37,21 @@ public:
                                                   std::span<const std::byte> bytes) override;
     [[nodiscard]] Result<std::shared_ptr<SettingsFiles>, SettingsFileError>
     asUser(const QString &accountName) override;
+
+    // What the calls above are made of, for somebody who acts for another user.
+
+    /// writeAtomically() up to the whole file beside its place.
+    [[nodiscard]] Result<Replacement, SettingsFileError>
+    writeBeside(const QString &path, std::span<const std::byte> bytes,
+                const SettingsFileAttributes &initial) const;
+    /// The rest of it.
+    [[nodiscard]] SettingsFileResult takePlace(Replacement &replacement) const;
+    /// The regular file of one name at `path`, if it is the calling thread's user's own, whatever
+    /// its mode permits him. Good for looking at and for opening it anew.
+    [[nodiscard]] Result<Descriptor, SettingsFileError> ownFile(const QString &path) const;
+    /// read() of a file that was opened for it.
+    [[nodiscard]] Result<SettingsFileBytes, SettingsFileError>
+    readOpen(int file, const QString &path, SettingsFileTrust trust, std::size_t limit) const;
 
 private:
     [[nodiscard]] QByteArray encoded(const QString &path) const;

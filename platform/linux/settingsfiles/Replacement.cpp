@@ -74,13 +74,13 @@ QList<QByteArray> namesIn(const FilePlace &place)
 
 } // namespace
 
-Replacement::Replacement(const FilePlace &place, QByteArray name, Descriptor file)
-    : m_place(&place), m_name(std::move(name)), m_file(std::move(file))
+Replacement::Replacement(std::shared_ptr<const FilePlace> place, QByteArray name, Descriptor file)
+    : m_place(std::move(place)), m_name(std::move(name)), m_file(std::move(file))
 {
 }
 
 Replacement::Replacement(Replacement &&other) noexcept
-    : m_place(other.m_place)
+    : m_place(std::move(other.m_place))
     , m_name(std::exchange(other.m_name, {}))
     , m_file(std::move(other.m_file))
 {
@@ -92,20 +92,20 @@ Replacement::~Replacement()
         ::unlinkat(m_place->folder(), m_name.constData(), 0);
 }
 
-Result<Replacement, SettingsFileError> Replacement::beside(const FilePlace &place)
+Result<Replacement, SettingsFileError> Replacement::beside(std::shared_ptr<const FilePlace> place)
 {
     for (int i = 0; i < mostTries; ++i) {
-        const auto name = newName(place.name());
+        const auto name = newName(place->name());
         Descriptor file;
         if (name) {
-            file = Descriptor(::openat(place.folder(), name->constData(),
+            file = Descriptor(::openat(place->folder(), name->constData(),
                                        O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
         }
         if (!file.isOpen()) {
             if (errno == EEXIST)
                 continue;
             return FileErrors::ofSystem(
-                errno, QStringLiteral("Cannot make a temporary file beside"), place.path());
+                errno, QStringLiteral("Cannot make a temporary file beside"), place->path());
         }
         Replacement replacement(place, *name, std::move(file));
         // Before it was locked, somebody else may have taken it for a leftover and removed it.
@@ -115,7 +115,7 @@ Result<Replacement, SettingsFileError> Replacement::beside(const FilePlace &plac
             return replacement;
     }
     return FileErrors::ofSystem(EEXIST, QStringLiteral("Cannot make a temporary file beside"),
-                                place.path());
+                                place->path());
 }
 
 SettingsFileResult Replacement::takePlace()

@@ -3,6 +3,10 @@
 #include <optional>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 /// What `call` returns when it is made by `user`, or why it was not made.
@@ -51,14 +55,35 @@ SettingsFileResult SettingsFilesOfUser::setAttributes(const QString &path,
 Result<SettingsFileBytes, SettingsFileError>
 SettingsFilesOfUser::read(const QString &path, SettingsFileTrust trust, std::size_t limit)
 {
-    return doneBy(m_user, [&] { return m_files.read(path, trust, limit); });
+    auto result = doneBy(m_user, [&] { return m_files.read(path, trust, limit); });
+    if (result || result.error().code != SettingsFileError::Code::NotPermitted)
+        return result;
+    // A file of his that its mode keeps from himself root may read: it tells nothing of others'.
+    const auto own = doneBy(m_user, [&] { return m_files.ownFile(path); });
+    if (!own)
+        return result;
+    const QByteArray anew = "/proc/self/fd/" + QByteArray::number(own.value().number());
+    const Descriptor file(::open(anew.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (!file.isOpen())
+        return result;
+    return doneBy(m_user, [&] { return m_files.readOpen(file.number(), path, trust, limit); });
 }
 
 SettingsFileResult SettingsFilesOfUser::writeAtomically(const QString &path,
                                                         std::span<const std::byte> bytes,
                                                         const SettingsFileAttributes &initial)
 {
-    return doneBy(m_user, [&] { return m_files.writeAtomically(path, bytes, initial); });
+    auto replacement = doneBy(m_user, [&] { return m_files.writeBeside(path, bytes, initial); });
+    if (!replacement)
+        return Failure{replacement.error()};
+    // The group that the file of his has already stays, also one that he is not in. Should he have
+    // changed the file meanwhile, it is that of another file of his.
+    const auto old = replacement.value().place().status();
+    if (old && S_ISREG(old->st_mode) && old->st_uid == m_user.userId &&
+        initial.groupId == old->st_gid)
+        static_cast<void>(
+            ::fchown(replacement.value().file(), static_cast<uid_t>(-1), old->st_gid));
+    return doneBy(m_user, [&] { return m_files.takePlace(replacement.value()); });
 }
 
 SettingsFileResult SettingsFilesOfUser::writeInPlace(const QString &path,

@@ -4,7 +4,7 @@
 #include "platform/linux/settingsfiles/LinuxSettingsFiles.h"
 
 /// The settings' files in somebody else's hands: every call is one of LinuxSettingsFiles, made with
-/// that user's rights. Needs root. Any thread.
+/// that user's rights, but for what SettingsFiles::asUser() leaves to root. Needs root. Any thread.
 class SettingsFilesOfUser final : public SettingsFiles
 {
 public:

@@ -166,6 +166,22 @@ class Flag(unittest.TestCase):
             self.assertEqual(plistlib.loads(self.file.read_bytes(), fmt=plistlib.FMT_XML), {"PasswordChanged": True})
             self.assertEqual(self.state(self.file), self.users(0o640))
 
+    def test_a_group_that_the_user_is_not_in_stays(self):
+        for group in (self.other.pw_gid, 0):
+            self.make_file(plistlib.dumps(VALUES, fmt=plistlib.FMT_BINARY), 0o640, group=group)
+            self.assert_set()
+            self.assertEqual(plistlib.loads(self.file.read_bytes()), VALUES | {"PasswordChanged": True})
+            self.assertEqual(self.state(self.file), ("0o640", self.user.pw_uid, group))
+            self.assertEqual(os.listdir(self.folder), [self.file.name])
+
+    def test_a_file_that_its_mode_keeps_from_its_user_keeps_its_values_and_its_mode(self):
+        for mode in (0o000, 0o200, 0o040):
+            self.make_file(plistlib.dumps(VALUES, fmt=plistlib.FMT_BINARY), mode)
+            self.assert_set()
+            self.assertEqual(plistlib.loads(self.file.read_bytes(), fmt=plistlib.FMT_BINARY),
+                             VALUES | {"PasswordChanged": True})
+            self.assertEqual(self.state(self.file), self.users(mode))
+
     def test_an_unknown_user(self):
         status, errors = self.set_flag("ssit-nobody")
         self.assertEqual(status, 1)
@@ -253,9 +269,18 @@ class Flag(unittest.TestCase):
 
     def test_a_file_that_the_user_may_not_read_stays(self):
         contents = plistlib.dumps({"Precious": True})
-        self.make_file(contents, 0o600, 0)
-        self.assert_refused("Unable translate user 'ssit-jdoe' defaults", f'Cannot open "{self.file}": Permission denied')
-        self.assertEqual(self.file.read_bytes(), contents)
+        for owner in (0, self.other.pw_uid):
+            self.make_file(contents, 0o600, owner)
+            self.assert_refused("Unable translate user 'ssit-jdoe' defaults",
+                                f'Cannot open "{self.file}": Permission denied')
+            self.assertEqual(self.file.read_bytes(), contents)
+
+    def test_another_name_of_a_file_that_the_user_may_not_read_stays(self):
+        self.make_file(b"his own", 0o000)
+        os.link(self.file, self.folder / "other")
+        self.assert_refused("Unable translate user 'ssit-jdoe' defaults",
+                            f'Cannot open "{self.file}": Permission denied')
+        self.assertEqual(self.file.read_bytes(), b"his own")
 
     def test_a_folder_or_a_fifo_in_the_files_place_is_refused_at_once(self):
         self.make_folders()
@@ -330,6 +355,14 @@ class Flag(unittest.TestCase):
                 expected = plistlib.loads(plistlib.dumps(VALUES, fmt=form)) | {"PasswordChanged": False}
                 self.assertEqual(plistlib.loads(contents), expected)
                 self.assertEqual(self.state(self.file), self.users(0o600))
+
+    def test_a_reset_gives_a_file_of_another_group_back_to_the_users_own(self):
+        for group in (self.other.pw_gid, 0):
+            contents = plistlib.dumps(VALUES | {"PasswordChanged": True}, fmt=plistlib.FMT_BINARY)
+            self.make_file(contents, 0o640, group=group)
+            self.assertEqual(self.run_as(self.user, "reset"), (0, "The flag is not set.\n", ""))
+            self.assertEqual(plistlib.loads(self.file.read_bytes()), VALUES | {"PasswordChanged": False})
+            self.assertEqual(self.state(self.file), self.users(0o600))
 
     def test_a_reset_without_a_file_makes_nothing(self):
         self.assertEqual(self.run_as(self.user, "reset"), (0, "The flag is not set.\n", ""))

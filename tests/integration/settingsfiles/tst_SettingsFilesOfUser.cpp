@@ -249,6 +249,71 @@ private Q_SLOTS:
         QCOMPARE(scene.state(settings()), QStringLiteral("0644 ssit-user 4321"));
     }
 
+    void aFileOfHisThatItsModeKeepsFromHimRootReads()
+    {
+        SettingsFilesScene scene;
+        makeHome(scene);
+        const auto files = ofUser(scene);
+        QVERIFY(files);
+        scene.makeFile(file(), "his", 0, user().user);
+        QCOMPARE(outcome(files->read(file())), QStringLiteral("read: his"));
+        QCOMPARE(scene.state(file()).first(14), QStringLiteral("0000 ssit-user"));
+        // He himself may not, and root may only as long as it is his alone.
+        QVERIFY(as(user(), [&] {
+                    return scene.read(file());
+                }).endsWith(QStringLiteral("Permission denied.")));
+        QVERIFY(files->read(file(), SettingsFileTrust::Anybody, 2).error().code == Code::TooLarge);
+        const QByteArray other = scene.real(home() + QStringLiteral("/other"));
+        QCOMPARE(::link(scene.real(file()).constData(), other.constData()), 0);
+        QVERIFY(files->read(file()).error().code == Code::NotPermitted);
+        QCOMPARE(::unlink(other.constData()), 0);
+        QCOMPARE(::chown(scene.real(file()).constData(), agent().user, agent().group), 0);
+        QVERIFY(files->read(file()).error().code == Code::NotPermitted);
+    }
+
+    void attributesOfAFileThatItsModeKeepsFromItsUser()
+    {
+        SettingsFilesScene scene;
+        makeHome(scene);
+        for (const quint32 mode : {0U, 0200U}) {
+            scene.makeFile(file(), "his", mode, user().user);
+            QCOMPARE(::chown(scene.real(file()).constData(), user().user, user().group), 0);
+            const auto told = as(user(), [&] {
+                QStringList results; // one after the other
+                results << scene.set(file(), {.mode = mode, .groupId = user().group});
+                results << scene.set(file(), {.mode = 0640, .groupId = 0});
+                results << scene.set(file(), {.mode = 0640});
+                return results.join(QLatin1Char('|'));
+            });
+            QCOMPARE(told, QStringLiteral("done|Cannot make \"0\" the group of %1: Operation not "
+                                          "permitted.|done")
+                               .arg(quoted(scene, file())));
+            QCOMPARE(scene.state(file()), QStringLiteral("0640 ssit-user ssit-user"));
+        }
+    }
+
+    void aFileThatIsReplacedKeepsItsGroupAlsoOneThatHeIsNotIn()
+    {
+        SettingsFilesScene scene;
+        makeHome(scene);
+        const auto files = ofUser(scene);
+        QVERIFY(files);
+        const auto replaced = [&](const SettingsFileAttributes &attributes) {
+            return outcome(files->writeAtomically(file(), bytes("new"), attributes));
+        };
+        scene.makeFile(file(), "old", 0640, user().user);
+        QCOMPARE(::chown(scene.real(file()).constData(), user().user, 4321), 0);
+        QCOMPARE(replaced({.mode = 0640, .groupId = 4321}), QStringLiteral("done"));
+        QCOMPARE(scene.state(file()), QStringLiteral("0640 ssit-user 4321"));
+        QCOMPARE(scene.contents(file()), QByteArray("new"));
+        // No other that he is not in, and not without being told to.
+        QCOMPARE(replaced({.mode = 0640, .groupId = 0}), QStringLiteral("done"));
+        QCOMPARE(scene.state(file()), QStringLiteral("0640 ssit-user ssit-user"));
+        QCOMPARE(::chown(scene.real(file()).constData(), user().user, 4321), 0);
+        QCOMPARE(replaced({.mode = 0600}), QStringLiteral("done"));
+        QCOMPARE(scene.state(file()), QStringLiteral("0600 ssit-user ssit-user"));
+    }
+
     void anOwnerWithoutAnAccountHasNoName()
     {
         SettingsFilesScene scene;

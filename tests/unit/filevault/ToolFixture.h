@@ -49,13 +49,22 @@ public:
     }
 
     /// The lines of the log but for the function scopes and the runner's own.
-    [[nodiscard]] QStringList lines() const
+    [[nodiscard]] QStringList linesWithLookUp() const
     {
         QStringList result = log->lines();
         result.removeIf([](const QString &line) {
             return line.startsWith(QLatin1String("[Debug]")) ||
                    line.startsWith(QLatin1String("[Info]: Executing: ")) ||
                    line.startsWith(QLatin1String("[Error]: Execute error: "));
+        });
+        return result;
+    }
+    /// Nor with those of looking a user up.
+    [[nodiscard]] QStringList lines() const
+    {
+        QStringList result = linesWithLookUp();
+        result.removeIf([](const QString &line) {
+            return line.startsWith(QLatin1String("[Info]: UserInfo: "));
         });
         return result;
     }

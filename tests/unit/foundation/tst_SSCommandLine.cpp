@@ -12,6 +12,8 @@ const QString tool = QStringLiteral("/usr/sbin/tool");
 
 } // namespace
 
+Q_DECLARE_METATYPE(FakeChildProcesses::Answer)
+
 class tst_SSCommandLine : public QObject
 {
     Q_OBJECT
@@ -31,6 +33,13 @@ class tst_SSCommandLine : public QObject
         m_fakes->childProcesses->answer = [answer](const FakeChildProcesses::Run &) {
             return answer;
         };
+    }
+    /// What a function that is traced logs.
+    static QStringList scope(const char *operation)
+    {
+        const QString begin = QStringLiteral("[Debug]: >> -[SSCommandLine ") +
+                              QString::fromLatin1(operation) + QStringLiteral("] ");
+        return {begin + QStringLiteral("started"), begin + QStringLiteral("ended")};
     }
     static FakeChildProcesses::Answer launchFails(Code code)
     {
@@ -76,31 +85,54 @@ private Q_SLOTS:
         QCOMPARE(m_fakes->childProcesses->runs.value(0).arguments, arguments);
     }
 
-    void theStepsAreTracedInOrder()
+    void everyLogLevelHasItsLines_data()
     {
-        static_cast<void>(SSCommandLine::shellExecuteWithCommand(tool, {QStringLiteral("status")}));
-        QCOMPARE(
-            m_fakes->log->lines(),
-            QStringList({
-                QStringLiteral(
-                    "[Info]: Executing: '/usr/sbin/tool' with arguments '(\n    status\n)'"),
-                QStringLiteral("[Debug]: >> -[SSCommandLine "
-                               "initWithCommand:arguments:environment:] started"),
-                QStringLiteral(
-                    "[Debug]: >> -[SSCommandLine initWithCommand:arguments:environment:] ended"),
-                QStringLiteral("[Debug]: >> -[SSCommandLine launchWithInput:error:] started"),
-                QStringLiteral("[Debug]: >> -[SSCommandLine launchWithInput:error:] ended"),
-                QStringLiteral("[Debug]: >> -[SSCommandLine resultAndReturnError:] started"),
-                QStringLiteral("[Debug]: >> -[SSCommandLine resultAndReturnError:] ended"),
-            }));
-    }
+        QTest::addColumn<FakeChildProcesses::Answer>("answer");
+        QTest::addColumn<QStringList>("normal");
+        QTest::addColumn<QStringList>("traced");
+        const QString executing =
+            QStringLiteral("[Info]: Executing: '/usr/sbin/tool' with arguments '(\n    x\n)'");
+        const QStringList making = scope("initWithCommand:arguments:environment:");
+        const QStringList launching = scope("launchWithInput:error:");
+        const QStringList reading = scope("resultAndReturnError:");
+        const QString executeError = QStringLiteral("[Error]: Execute error: no such tool");
+        const QString resultError = QStringLiteral("[Error]: Result error: I/O error");
+        const QString pipeError = QStringLiteral("[Error]: Unable create output NSPipe object.");
+        // An error is told before the step that met it ends.
+        const auto with = [](const QStringList &steps, const QString &error) {
+            return QStringList({steps.first(), error, steps.last()});
+        };
 
-    void atLogLevelZeroNothingIsLogged()
+        QTest::newRow("done") << FakeChildProcesses::Answer() << QStringList(executing)
+                              << QStringList(executing) + making + launching + reading;
+        QTest::newRow("not started")
+            << launchFails(Code::NotFound) << QStringList({executing, executeError})
+            << QStringList(executing) + making + with(launching, executeError);
+        QTest::newRow("no pipe") << launchFails(Code::OutputPipe)
+                                 << QStringList({executing, pipeError})
+                                 << QStringList(executing) + making + with(launching, pipeError);
+        FakeChildProcesses::Answer unread;
+        unread.outputError = ChildProcessError{Code::OutputFailed, QStringLiteral("I/O error")};
+        QTest::newRow("not read") << unread << QStringList({executing, resultError})
+                                  << QStringList(executing) + making + launching +
+                                         with(reading, resultError);
+    }
+    void everyLogLevelHasItsLines()
     {
-        SSLogger::sharedInstance()->setLogLevel(0);
-        static_cast<void>(SSCommandLine::shellExecuteWithCommand(tool, {QStringLiteral("status")}));
-        QCOMPARE(m_fakes->log->lines(), QStringList());
-        QCOMPARE(m_fakes->childProcesses->runs.size(), 1);
+        QFETCH(FakeChildProcesses::Answer, answer);
+        QFETCH(QStringList, normal);
+        QFETCH(QStringList, traced);
+        answerWith(answer);
+        const auto linesAt = [this](quint32 level) {
+            SSLogger::sharedInstance()->setLogLevel(level);
+            m_fakes->log->clear();
+            static_cast<void>(SSCommandLine::shellExecuteWithCommand(tool, {QStringLiteral("x")}));
+            return m_fakes->log->lines();
+        };
+        QCOMPARE(linesAt(2), traced);
+        QCOMPARE(linesAt(1), normal);
+        QCOMPARE(linesAt(0), QStringList());
+        QCOMPARE(m_fakes->childProcesses->runs.size(), 3);
     }
 
     void withoutAnInputTextStandardInputIsNotRedirected()

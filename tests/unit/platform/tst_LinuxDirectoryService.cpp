@@ -1,71 +1,12 @@
 #include "platform/linux/accounts/LinuxDirectoryService.h"
 
+#include "tests/unit/platform/PlayedNodes.h"
+
 #include <QTest>
 
 namespace {
 
 using Code = DirectoryError::Code;
-
-QString text(const char16_t *name)
-{
-    return QString::fromUtf16(name);
-}
-
-class FakeRecord final : public DirectoryRecord
-{
-public:
-    FakeRecord(QString name, DirectoryDetails details) : m_name(std::move(name)), m_details(details)
-    {
-    }
-    QString description() const override { return m_name; }
-    Result<DirectoryDetails, DirectoryError> details() override
-    {
-        if (detailsFail)
-            return Failure{DirectoryError{Code::Internal, QStringLiteral("no details")}};
-        return m_details;
-    }
-    Result<bool, DirectoryError> verifyPassword(std::u16string_view) override { return answer; }
-
-    Result<bool, DirectoryError> answer = false;
-    bool detailsFail = false;
-
-private:
-    QString m_name;
-    DirectoryDetails m_details;
-};
-
-class FakeNode final : public DirectoryNode
-{
-public:
-    Result<DirectoryRecords, DirectoryError> query(const DirectoryQuery &query) override
-    {
-        queries.append(query);
-        return answer;
-    }
-    std::shared_ptr<FakeRecord> add(const char *name, const DirectoryDetails &details)
-    {
-        auto record = std::make_shared<FakeRecord>(QString::fromUtf8(name), details);
-        answer.value().append(record);
-        return record;
-    }
-    void fail(Code code) { answer = Failure{DirectoryError{code, QStringLiteral("it failed")}}; }
-
-    Result<DirectoryRecords, DirectoryError> answer = DirectoryRecords();
-    QList<DirectoryQuery> queries;
-};
-
-DirectoryDetails person(const char *name, const char *domain, const char *guid)
-{
-    DirectoryDetails details{
-        {text(DirectoryAttribute::RecordName), {QString::fromUtf8(name)}},
-        {text(DirectoryAttribute::sAMAccountName), {QString::fromUtf8(name)}},
-    };
-    if (*domain)
-        details.insert(text(DirectoryAttribute::PrimaryNTDomain), {QString::fromUtf8(domain)});
-    if (*guid)
-        details.insert(text(DirectoryAttribute::GUID), {QString::fromUtf8(guid)});
-    return details;
-}
 
 } // namespace
 

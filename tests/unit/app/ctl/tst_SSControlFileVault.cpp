@@ -88,6 +88,15 @@ private Q_SLOTS:
         QCOMPARE(f.json(), statusJson(true, true, u"jdoe"_s, true));
     }
 
+    void asksUnderTheNameThatTheComputerKnows()
+    {
+        Fixture f;
+        f.fake.identity->fullName = u"jdoe@corp.example.test"_s;
+        QCOMPARE(f.run({"filevault", "status", "--json"}), 0);
+        QCOMPARE(f.json(), statusJson(true, true, u"jdoe@corp.example.test"_s, true));
+        QCOMPARE(f.runs().last().last(), u"jdoe@corp.example.test"_s);
+    }
+
     void showsWhatIsOff()
     {
         Fixture f;
