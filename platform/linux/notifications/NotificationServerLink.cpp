@@ -306,6 +306,7 @@ void NotificationServerLink::sent(quint64 serial, quint64 attempt, const QString
     }
     m_state->log(2, DiagnosticType::Info,
                  QStringLiteral("Notification %1 is shown, id %2.").arg(identifier).arg(id));
+    takeUpKept();
     step();
 }
 

@@ -61,6 +61,8 @@ private:
     void probed(bool succeeded, const QString &error);
     void scheduleUnsent();
     void redeliverLater(quint64 serial);
+    void keepForLater(const QDBusMessage &signal); ///< with the state's lock held
+    void takeUpKept();
     void saveRecords();
     void finishIfIdle();
     [[nodiscard]] QDBusMessage serverCall(const QString &service, const QString &method) const;
@@ -90,4 +92,6 @@ private:
     QString m_lastActivatedKey;
     NotificationEntry::TimePoint m_lastActivation;
     std::list<ClosedEntry> m_recentlyClosed;
+    /// Of notifications whose ids the server has given and this side does not know yet.
+    QList<QDBusMessage> m_kept;
 };

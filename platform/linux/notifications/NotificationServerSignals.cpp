@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 using Stage = NotificationEntry::Stage;
 using Clock = std::chrono::steady_clock;
@@ -14,6 +15,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 constexpr std::chrono::milliseconds kRepeatedSignal{500};
 constexpr std::size_t kClosedRemembered = 8;
+constexpr qsizetype kKept = 16;
 } // namespace
 
 void NotificationServerLink::onNotificationClosed(const QDBusMessage &message)
@@ -31,8 +33,10 @@ void NotificationServerLink::onNotificationClosed(const QDBusMessage &message)
             std::find_if(entries.begin(), entries.end(), [&](const NotificationEntry &entry) {
                 return entry.id == id && entry.server == m_server && entry.stage == Stage::Shown;
             });
-        if (it == entries.end())
+        if (it == entries.end()) {
+            keepForLater(message);
             return;
+        }
         identifier = it->notification.identifier;
         const auto now = Clock::now();
         // Of an earlier process's notification nothing is known that could be shown again.
@@ -56,6 +60,31 @@ void NotificationServerLink::onNotificationClosed(const QDBusMessage &message)
         redeliverLater(redeliver);
     saveRecords();
     finishIfIdle();
+}
+
+void NotificationServerLink::keepForLater(const QDBusMessage &signal)
+{
+    // A server may tell of a notification right after its answer, and the answer of a call be seen
+    // here later than a signal that came after it.
+    const auto &entries = m_state->entries;
+    const bool awaited =
+        std::any_of(entries.begin(), entries.end(),
+                    [](const NotificationEntry &entry) { return entry.stage == Stage::Sending; });
+    if (!awaited)
+        m_kept.clear();
+    else if (m_kept.size() < kKept)
+        m_kept.append(signal);
+}
+
+void NotificationServerLink::takeUpKept()
+{
+    const QList<QDBusMessage> kept = std::exchange(m_kept, {});
+    for (const QDBusMessage &signal : kept) {
+        if (signal.member() == QLatin1String("ActionInvoked"))
+            onActionInvoked(signal);
+        else
+            onNotificationClosed(signal);
+    }
 }
 
 void NotificationServerLink::redeliverLater(quint64 serial)
@@ -100,8 +129,10 @@ void NotificationServerLink::onActionInvoked(const QDBusMessage &message)
                 m_recentlyClosed.begin(), m_recentlyClosed.end(), [&](const ClosedEntry &recent) {
                     return matches(recent.entry) && now - recent.when < kClosedByActivation;
                 });
-            if (closed == m_recentlyClosed.end())
+            if (closed == m_recentlyClosed.end()) {
+                keepForLater(message);
                 return;
+            }
             notification = closed->entry.notification;
             if (!closed->entry.fromEarlierProcess) {
                 it = entries.insert(entries.end(), closed->entry);
@@ -152,6 +183,7 @@ void NotificationServerLink::onNameOwnerChanged(const QString &name, const QStri
         }
     }
     m_recentlyClosed.clear();
+    m_kept.clear();
     m_server = newOwner;
     m_ready = false;
     m_probing = false;

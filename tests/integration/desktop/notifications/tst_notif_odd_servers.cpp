@@ -159,6 +159,29 @@ private Q_SLOTS:
         QVERIFY(nextCall().value(QStringLiteral("id")).toInt() > id);
     }
 
+    void closingSeenBeforeTheAnswerToNotifyIsNotMissed()
+    {
+        start({QStringLiteral("--early-close")});
+        LogRecorder log;
+        const auto notifications = center(log);
+        notifications->deliver(enrollNotification());
+        QVERIFY(sleepUntil([&] { return log.contains(QStringLiteral("was closed, reason 2")); }));
+        QVERIFY(notifications->deliveredNotifications().isEmpty());
+    }
+
+    void clickSeenBeforeTheAnswerToNotifyIsNotMissed()
+    {
+        start({QStringLiteral("--early-click")});
+        LogRecorder log;
+        const auto recorder = std::make_shared<ActivationRecorder>();
+        const auto notifications = center(log);
+        notifications->setDelegate(recorder);
+        notifications->deliver(enrollNotification());
+        QCOMPARE(recorder->waitFor(1).size(), 1);
+        QCOMPARE(recorder->waitFor(1).first().identifier, enrollNotification().identifier);
+        QCOMPARE(notifications->deliveredNotifications().size(), 1);
+    }
+
     void notificationRemovedOnItsActivationIsNotShownAgain()
     {
         start({QStringLiteral("--closes-on-activation")});
