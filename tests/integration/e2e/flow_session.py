@@ -227,41 +227,6 @@ def call_agent(method, *arguments):
     return done.stdout
 
 
-class Tool:
-    """A disk encryption tool that stays at work until it is let go."""
-
-    def __init__(self, command):
-        AT_WORK.write_text("")
-        HELD.write_text(command)
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.let_go()
-
-    def wait(self):
-        wait_for("the tool", AT_WORK.read_text)
-
-    def let_go(self):
-        HELD.write_text("")
-
-
-def nobody_is_left(before):
-    """Nor is a password in anybody's arguments."""
-    wait_for("the tools to end", lambda: not processes() - before)
-    for secret in (PASSWORD, ADMIN_PASSWORD):
-        check(not processes(secret), "no process has a password in its arguments")
-
-
-def call_agent(method, *arguments):
-    done = subprocess.run(["gdbus", "call", "--session", "--dest", BUS_NAME, "--object-path", BUS_OBJECT,
-                           "--method", method, *arguments], text=True, capture_output=True)
-    if done.returncode != 0:
-        check(False, f"the agent answers {method}: {done.stderr}")
-    return done.stdout
-
-
 def prepare(answer="Done!", flag_is_set=True, **defaults):
     """A user's state before the agent starts."""
     LOG.write_text("")
