@@ -18,13 +18,14 @@ void say(const QString &text)
     std::fflush(stdout);
 }
 
-int runAlert(const DiagnosticSink &sink, const QImage &icon = QImage())
+int runAlert(const DiagnosticSink &sink, AlertStyle style = AlertStyle::Critical,
+             const QImage &icon = QImage())
 {
     LinuxAlertPresenter presenter(QStringLiteral("Self-Service Password Reset"), sink);
     Alert alert;
     alert.messageText = QStringLiteral("This service is <b>not</b> configured.");
     alert.informativeText = QStringLiteral("Ask your administrator.");
-    alert.style = AlertStyle::Critical;
+    alert.style = style;
     if (!icon.isNull())
         alert.icon = icon;
     say(QStringLiteral("response %1").arg(presenter.runModal(alert)));
@@ -83,10 +84,12 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     QSocketNotifier input(0, QSocketNotifier::Read);
-    if (mode == "alert" || mode == "alert-with-icon") {
+    if (mode == "alert" || mode == "alert-with-icon" || mode == "warning-with-icon") {
+        const AlertStyle style =
+            mode == "warning-with-icon" ? AlertStyle::Warning : AlertStyle::Critical;
         // No theme has a magenta square.
         QImage icon;
-        if (mode == "alert-with-icon") {
+        if (mode != "alert") {
             icon = QImage(128, 128, QImage::Format_RGB32);
             icon.fill(QColor(255, 0, 255));
         }
@@ -97,8 +100,8 @@ int main(int argc, char **argv)
         // The alert runs inside the main loop, as in the program.
         QMetaObject::invokeMethod(
             &application,
-            [&sink, icon] {
-                runAlert(sink, icon);
+            [&sink, style, icon] {
+                runAlert(sink, style, icon);
                 QCoreApplication::quit();
             },
             Qt::QueuedConnection);
