@@ -19,17 +19,20 @@ if(SS_BUILD_FUZZERS)
     target_compile_options(ss_build_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# The headers that most files include take most of a build's time. A build that shows nothing about a
-# file's own includes may read them once for all.
+# Reading Qt's headers is most of a build, and describing what is in them most of what remains. A test
+# reads them once with all others, and tells no more than the lines of its functions; where nothing is
+# to be shown about a file's own includes, so does every file.
 if(SS_PRECOMPILE_HEADERS)
     add_library(ss_precompiled OBJECT "${CMAKE_SOURCE_DIR}/cmake/Precompiled.cpp")
     set_target_properties(ss_precompiled PROPERTIES AUTOMOC OFF)
+    target_compile_options(ss_precompiled PRIVATE -g1)
     target_link_libraries(ss_precompiled PRIVATE ss_build_options Qt6::Core)
-    target_precompile_headers(ss_precompiled PRIVATE <QtCore/QtCore> <QtTest/qtestcase.h>)
+    target_precompile_headers(ss_precompiled PRIVATE <QtCore/QtCore>)
 endif()
 
 function(ss_precompile target)
     if(SS_PRECOMPILE_HEADERS)
+        target_compile_options(${target} PRIVATE -g1)
         target_precompile_headers(${target} REUSE_FROM ss_precompiled)
     endif()
 endfunction()
@@ -39,7 +42,9 @@ function(ss_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
     add_library(${name} STATIC ${ARG_SOURCES})
     target_link_libraries(${name} PUBLIC ss_build_options ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
-    ss_precompile(${name})
+    if(SS_PRECOMPILE_HEADERS STREQUAL "all")
+        ss_precompile(${name})
+    endif()
 endfunction()
 
 # ss_unit_test(NAME source… LINKS targets…): one Qt Test program, registered with CTest under its name.
