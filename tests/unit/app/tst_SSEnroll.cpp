@@ -231,7 +231,7 @@ private Q_SLOTS:
         QVERIFY(f.fake.notificationCenter->scheduled.isEmpty());
     }
 
-    void everyOperationLogsItsScope()
+    void operationsLogTheirScopes()
     {
         EnrollFixture f;
         f.start();

@@ -125,7 +125,7 @@ struct Fixture
         FakeSettingsFiles::Entry entry;
         entry.bytes = bytes;
         entry.mode = 0640;
-        entry.owner = u"jane"_s;
+        entry.owner = u"jdoe"_s;
         entry.groupId = 77;
         files().entries.insert(file, entry);
     }

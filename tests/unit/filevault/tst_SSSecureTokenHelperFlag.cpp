@@ -195,7 +195,7 @@ private Q_SLOTS:
         QVERIFY(update());
         QVERIFY(f.bytes().startsWith(start));
         QCOMPARE(f.values(), flagged());
-        QCOMPARE(f.rights(), u"0640 jane 77"_s);
+        QCOMPARE(f.rights(), u"0640 jdoe 77"_s);
         QCOMPARE(f.errors(), QStringList());
     }
 
@@ -270,7 +270,7 @@ private Q_SLOTS:
         QCOMPARE(f.errors().first(), error(u"Unable translate user 'jdoe' defaults"_s));
         QVERIFY(f.bytes().startsWith("<?xml "));
         QCOMPARE(f.values(), flagged({}));
-        QCOMPARE(f.rights(), u"0640 jane 77"_s);
+        QCOMPARE(f.rights(), u"0640 jdoe 77"_s);
     }
 
     void update_aFileThatCannotBeReadIsNotReplaced()
