@@ -76,3 +76,22 @@ inline DirectoryDetails person(const char *name, const char *domain, const char 
         details.insert(text(DirectoryAttribute::GUID), {QString::fromUtf8(guid)});
     return details;
 }
+
+/// What the records of an answer are called, or the error.
+inline QStringList descriptions(const Result<DirectoryRecords, DirectoryError> &answer)
+{
+    if (!answer.ok())
+        return {QStringLiteral("error: ") + answer.error().localizedDescription};
+    QStringList result;
+    for (const auto &record : answer.value())
+        result.append(record->description());
+    return result;
+}
+
+inline QStringList list(std::initializer_list<const char *> values)
+{
+    QStringList result;
+    for (const char *value : values)
+        result.append(QString::fromUtf8(value));
+    return result;
+}

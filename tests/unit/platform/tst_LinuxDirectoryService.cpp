@@ -34,22 +34,6 @@ class tst_LinuxDirectoryService : public QObject
                                     DirectoryMatchType::EqualTo, QStringLiteral("jdoe"),
                                     std::move(attributes), maximum});
     }
-    static QStringList descriptions(const Result<DirectoryRecords, DirectoryError> &answer)
-    {
-        if (!answer.ok())
-            return {QStringLiteral("error: ") + answer.error().localizedDescription};
-        QStringList result;
-        for (const auto &record : answer.value())
-            result.append(record->description());
-        return result;
-    }
-    static QStringList list(std::initializer_list<const char *> values)
-    {
-        QStringList result;
-        for (const char *value : values)
-            result.append(QString::fromUtf8(value));
-        return result;
-    }
 
 private Q_SLOTS:
     void init()
