@@ -86,12 +86,12 @@ qint64 SSSecureTokenUpdate::askForCredentials(Credentials &credentials)
     return result;
 }
 
-bool SSSecureTokenUpdate::runTools(Credentials credentials, std::optional<QString> &message) const
+bool SSSecureTokenUpdate::runTools(Credentials &&credentials, std::optional<QString> &message) const
 {
+    const Credentials mine = std::move(credentials); // and gone with this function
     const SSBusyCursor busy;
     return SSSecureTokenHelper::updateSecureTokenUserWithUserName(
-        m_userName, *credentials.userPassword, credentials.adminUserName,
-        *credentials.adminPassword, message);
+        m_userName, *mine.userPassword, mine.adminUserName, *mine.adminPassword, message);
 }
 
 void SSSecureTokenUpdate::alertWithMessage(const std::optional<QString> &message)

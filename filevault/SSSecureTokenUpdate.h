@@ -53,7 +53,7 @@ private:
     };
     /// Runs both dialogs; one of SSUpdateResult, and with Done the credentials are whole.
     [[nodiscard]] qint64 askForCredentials(Credentials &credentials);
-    [[nodiscard]] bool runTools(Credentials credentials, std::optional<QString> &message) const;
+    [[nodiscard]] bool runTools(Credentials &&credentials, std::optional<QString> &message) const;
 
     const std::shared_ptr<const SSLogonSettings> m_settings;
     const QString m_userName;

@@ -92,7 +92,8 @@ Replacement::~Replacement()
         ::unlinkat(m_place->folder(), m_name.constData(), 0);
 }
 
-Result<Replacement, SettingsFileError> Replacement::beside(std::shared_ptr<const FilePlace> place)
+Result<Replacement, SettingsFileError>
+Replacement::beside(const std::shared_ptr<const FilePlace> &place)
 {
     for (int i = 0; i < mostTries; ++i) {
         const auto name = newName(place->name());

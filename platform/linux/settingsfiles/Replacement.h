@@ -14,7 +14,7 @@ class Replacement
 public:
     /// Makes the file, empty and for the effective user alone.
     [[nodiscard]] static Result<Replacement, SettingsFileError>
-    beside(std::shared_ptr<const FilePlace> place);
+    beside(const std::shared_ptr<const FilePlace> &place);
     ~Replacement();
     Replacement(Replacement &&other) noexcept;
     Replacement &operator=(Replacement &&) = delete;
